@@ -36,7 +36,7 @@ typedef A_long    PF_ParamType;
 typedef A_long    PF_ParamFlags;
 typedef A_long    PF_ParamUIFlags;
 typedef A_long    PF_ChangeFlags;
-typedef A_long    PF_ValueDisplayFlags;
+typedef A_short   PF_ValueDisplayFlags;
 typedef A_long    PF_FSliderFlags;
 typedef A_long    PF_OutFlags;
 typedef A_long    PF_OutFlags2;
@@ -439,17 +439,19 @@ enum {
 
 /* ---- Parameter types and flags ---------------------------------------- */
 
+/* Published order of the parameter types, numbered from the layer type. */
 enum {
     PF_Param_RESERVED       = -1,
     PF_Param_LAYER          = 0,
-    PF_Param_SLIDER         = 2,
-    PF_Param_FIX_SLIDER     = 3,
-    PF_Param_ANGLE          = 4,
-    PF_Param_CHECKBOX       = 5,
-    PF_Param_COLOR          = 6,
-    PF_Param_POINT          = 7,
-    PF_Param_POPUP          = 8,
-    PF_Param_CUSTOM         = 9,
+    PF_Param_SLIDER         = 1,
+    PF_Param_FIX_SLIDER     = 2,
+    PF_Param_ANGLE          = 3,
+    PF_Param_CHECKBOX       = 4,
+    PF_Param_COLOR          = 5,
+    PF_Param_POINT          = 6,
+    PF_Param_POPUP          = 7,
+    PF_Param_CUSTOM         = 8,
+    PF_Param_NO_DATA        = 9,
     PF_Param_FLOAT_SLIDER   = 10,
     PF_Param_ARBITRARY_DATA = 11,
     PF_Param_PATH           = 12,
@@ -462,11 +464,11 @@ enum {
 };
 
 enum {
-    PF_ParamFlag_RESERVED0                         = 1L << 0,
+    PF_ParamFlag_RESERVED1                         = 1L << 0,
     PF_ParamFlag_CANNOT_TIME_VARY                  = 1L << 1,
     PF_ParamFlag_CANNOT_INTERP                     = 1L << 2,
-    PF_ParamFlag_RESERVED1                         = 1L << 3,
-    PF_ParamFlag_RESERVED2                         = 1L << 4,
+    PF_ParamFlag_RESERVED2                         = 1L << 3,
+    PF_ParamFlag_RESERVED3                         = 1L << 4,
     PF_ParamFlag_COLLAPSE_TWIRLY                   = 1L << 5,
     PF_ParamFlag_SUPERVISE                         = 1L << 6,
     PF_ParamFlag_START_COLLAPSED                   = PF_ParamFlag_COLLAPSE_TWIRLY,
@@ -529,7 +531,7 @@ typedef struct PF_FixedSliderDef {
     PF_Fixed slider_min, slider_max;
     PF_Fixed dephault;
     A_short  precision;
-    A_short  display_flags;
+    PF_ValueDisplayFlags display_flags;
 } PF_FixedSliderDef;
 
 typedef struct PF_FloatSliderDef {
@@ -540,7 +542,7 @@ typedef struct PF_FloatSliderDef {
     PF_FpShort      slider_min, slider_max;
     PF_FpShort      dephault;
     A_short         precision;
-    A_short         display_flags;
+    PF_ValueDisplayFlags display_flags;
     PF_FSliderFlags fs_flags;
     PF_FpShort      curve_tolerance;
     PF_Boolean      useExponent;
