@@ -805,7 +805,7 @@ typedef struct PF_CheckoutResult {
     PF_LRect         result_rect;
     PF_LRect         max_result_rect;
     PF_RationalScale par;
-    A_long           solid;
+    PF_Boolean       solid;          /* the result is fully opaque throughout result_rect */
     PF_Boolean       reservedB[3];
     A_long           ref_width;
     A_long           ref_height;
