@@ -1,0 +1,434 @@
+// cglfx::parse: reads an effect description (INI-like sections, key=value
+// lines and raw shader text) into the model. The parser never fails: unknown
+// sections, keys and values are ignored, numbers are read with atoi/atof, and
+// indices outside the fixed tables are never written.
+#include "glfx/cglfx.h"
+
+#include "glfx/strings.h"
+#include "glfx/text.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <sstream>
+
+namespace {
+
+using glfxlimits::kMaxInputs;
+using glfxlimits::kMaxParams;
+using glfxlimits::kMaxPasses;
+
+// "@@" expansion stops growing the text beyond this size, so that a
+// pathological chain of blocks cannot exhaust memory.
+constexpr std::size_t kMaxExpandedSize = std::size_t(16) << 20;
+
+bool startsWith(const std::string& s, const char* prefix)
+{
+    return s.rfind(prefix, 0) == 0;
+}
+
+int atoiFrom(const std::string& s, std::size_t pos)
+{
+    return pos < s.size() ? std::atoi(s.c_str() + pos) : 0;
+}
+
+float atofOf(const std::string& s)
+{
+    return static_cast<float>(std::atof(s.c_str()));
+}
+
+// "a|b|c" -> 3 values; "a|b" -> (a, b, b); "a" -> (a, a, a).
+void splitValues(const std::string& value, float out[3])
+{
+    const std::size_t bar = value.find('|');
+    if (bar == std::string::npos) {
+        out[0] = out[1] = out[2] = atofOf(value);
+        return;
+    }
+    out[0] = atofOf(value.substr(0, bar));
+    const std::string rest = value.substr(bar + 1);
+    const std::size_t bar2 = rest.find('|');
+    if (bar2 == std::string::npos) {
+        out[1] = out[2] = atofOf(rest);
+    } else {
+        out[1] = atofOf(rest.substr(0, bar2));
+        out[2] = atofOf(rest.substr(bar2 + 1));
+    }
+}
+
+// Popup items: split at every "|", keeping empty pieces except a last one.
+void splitItems(const std::string& value, std::vector<std::string>& items)
+{
+    items.clear();
+    std::size_t start = 0;
+    while (true) {
+        const std::size_t bar = value.find('|', start);
+        if (bar == std::string::npos) {
+            if (start < value.size())
+                items.push_back(value.substr(start));
+            return;
+        }
+        items.push_back(value.substr(start, bar - start));
+        start = bar + 1;
+    }
+}
+
+// Cuts "@@name body@@" blocks out of the text and replaces every "@@name"
+// after them by the body.
+void expandBlocks(std::string& text)
+{
+    std::size_t at;
+    while ((at = text.find("@@")) != std::string::npos) {
+        const std::size_t nameStart = at + 2;
+        const std::size_t delim = text.find_first_of(" \r\n", nameStart);
+        if (delim == std::string::npos) {
+            // A name with nothing after it: the definition runs to the end.
+            text.erase(at);
+            continue;
+        }
+        const std::string name = text.substr(nameStart, delim - nameStart);
+        const std::size_t close = text.find("@@", delim + 1);
+        std::string body;
+        if (close == std::string::npos) {
+            body = text.substr(delim + 1);
+            text.erase(at);
+        } else {
+            body = text.substr(delim + 1, close - delim - 1);
+            text.erase(at, close + 2 - at);
+        }
+        if (text.size() > kMaxExpandedSize)
+            continue;
+        strReplace(text, "@@" + name, body);
+    }
+}
+
+class Parser {
+public:
+    explicit Parser(cglfx& fx) : fx_(fx), set_(fx.settings) {}
+
+    void line(const std::string& ln);
+    void finish();
+
+private:
+    void header(const std::string& name);
+    void settingsKey(const std::string& key, const std::string& value);
+    void routingKey(const std::string& key, const std::string& value);
+    void paramKey(const std::string& key, const std::string& value);
+    void presetLine(const std::string& ln);
+    int findUniform(const std::string& uniform) const;
+
+    cglfx& fx_;
+    glfxsettings& set_;
+    std::string section_;
+    int current_ = -1;        // current parameter index
+    int presetPar_ = -1;      // controlling parameter of the current preset
+    int presetNumber_ = -1;
+};
+
+int Parser::findUniform(const std::string& uniform) const
+{
+    const int count = std::min(set_.params, kMaxParams);
+    for (int i = 0; i < count; ++i)
+        if (fx_.par[i].uniform == uniform)
+            return i;
+    return -1;
+}
+
+void Parser::header(const std::string& name)
+{
+    section_ = name;
+    if (startsWith(name, "par")) {
+        const std::string digits = name.substr(3, 2);
+        const int n = std::atoi(digits.c_str());
+        if (!digits.empty() && n <= 128)
+            current_ = n;
+        else
+            current_ = current_ + 1;
+        if (current_ >= 0 && current_ < kMaxParams) {
+            fx_.par[current_].name = name;
+            fx_.par[current_].uniform = name;
+        }
+    } else if (startsWith(name, "ps")) {
+        const int n = atoiFrom(name, 2);
+        if (n >= 0 && n < kMaxPasses) {
+            set_.shaders = std::max(set_.shaders, n + 1);
+            fx_.shaders[static_cast<std::size_t>(n)].clear();
+        }
+    } else if (startsWith(name, "vs")) {
+        // Only the exact name "vs" collects vertex shader lines.
+    } else if (startsWith(name, "preset")) {
+        if (name.size() <= 7)
+            return;
+        const std::string rest = name.substr(7);
+        const std::size_t underscore = rest.find('_');
+        if (underscore == std::string::npos)
+            return;  // lines keep going to the previous preset
+        presetPar_ = findUniform(rest.substr(0, underscore));
+        presetNumber_ = atoiFrom(rest, underscore + 1);
+    }
+}
+
+void Parser::settingsKey(const std::string& key, const std::string& value)
+{
+    if (key == "name")
+        set_.name = value.substr(0, glfxlimits::kMaxNameLength);
+    else if (key == "description")
+        set_.description = value;
+    else if (key == "category")
+        set_.category = value;
+    else if (key == "uniqueid" || key == "matchname")
+        set_.matchname = value;
+    else if (key == "version")
+        set_.version = value;
+    else if (key == "fast")
+        set_.fast = (value == "1");
+    else if (key == "interp")
+        set_.interp = std::atoi(value.c_str());
+    else if (key == "repeat" || key == "edge_repeat" || key == "edgeRepeat")
+        set_.repeat = std::atoi(value.c_str());
+    else if (key == "params")
+        set_.params = std::atoi(value.c_str());
+    else if (key == "shaders")
+        set_.shaders = std::atoi(value.c_str());
+    else if (key == "noinput")
+        set_.noinput = std::atoi(value.c_str());
+    else if (key == "cellsx")
+        set_.cellsx = std::atoi(value.c_str());
+    else if (key == "cellsy")
+        set_.cellsy = std::atoi(value.c_str());
+}
+
+void Parser::routingKey(const std::string& key, const std::string& value)
+{
+    // Key form: ps<pass>_in<input>.
+    if (!startsWith(key, "ps"))
+        return;
+    const std::string rest = key.substr(2);
+    const std::size_t underscore = rest.find('_');
+    if (underscore == std::string::npos)
+        return;
+    const int pass = std::atoi(rest.substr(0, underscore).c_str());
+    const int input = atoiFrom(rest, underscore + 3);
+    int source;
+    if (startsWith(value, "layer"))
+        source = ~atoiFrom(value, 5);
+    else if (startsWith(value, "ps"))
+        source = atoiFrom(value, 2);
+    else
+        return;
+    if (source >= 33)
+        return;
+    if (pass < 0 || pass >= kMaxPasses || input < 0 || input >= kMaxInputs)
+        return;
+    set_.routing[pass][input] = source;
+}
+
+void Parser::paramKey(const std::string& key, const std::string& value)
+{
+    if (current_ < 0 || current_ >= kMaxParams)
+        return;
+    set_.params = std::max(set_.params, current_ + 1);
+    glfxpar& p = fx_.par[current_];
+
+    if (key == "name" || key == "display" || key == "name0") {
+        p.name = value;
+    } else if (key.size() == 5 && startsWith(key, "name") && key[4] >= '1' && key[4] <= '4') {
+        p.names[key[4] - '1'] = value;
+    } else if (key == "param") {
+        p.uniform = value;
+        if (p.name == "par")
+            p.name = value;
+    } else if (key == "text" || key == "popup") {
+        p.itemtext = value;
+        splitItems(value, p.items);
+        if (p.type == GLFX_POPUP) {
+            p.max = static_cast<float>(static_cast<int>(p.items.size()) - 1);
+            p.min = 0.f;
+        }
+    } else if (key == "type") {
+        p.components = 1;
+        static const struct { const char* word; int code; } kTypes[] = {
+            {"float", GLFX_FLOAT},   {"int", GLFX_INT},     {"none", GLFX_NONE},
+            {"check", GLFX_CHECK},   {"popup", GLFX_POPUP}, {"layer", GLFX_LAYER},
+            {"color", GLFX_COLOR},   {"angle", GLFX_ANGLE}, {"point", GLFX_POINT},
+            {"float2", GLFX_FLOAT2}, {"topic_start", GLFX_TOPIC_START},
+            {"topic_end", GLFX_TOPIC_END},
+        };
+        for (const auto& t : kTypes)
+            if (value == t.word)
+                p.type = t.code;
+        if (value == "color") {
+            p.components = 3;
+        } else if (value == "point") {
+            p.components = 2;
+        } else if (value == "layer") {
+            p.components = 0;
+            if (current_ >= 1 && set_.layerCount <= 31)
+                ++set_.layerCount;
+        }
+    } else if (key == "time") {
+        p.def[0] = atofOf(value);
+    } else if (key == "default") {
+        std::string v = value;
+        strReplace(v, "true", "1.0");
+        strReplace(v, "false", "0.0");
+        splitValues(v, p.def);
+        p.coldef[0] = p.def[0];
+        p.coldef[1] = p.def[1];
+        p.coldef[2] = p.def[2];
+        p.coldef[3] = p.def[0];
+    } else if (key == "disabled") {
+        p.visibility = 1;
+    } else if (key == "hidden") {
+        p.visibility = 2;
+    } else if (key == "visibility") {
+        p.visibility = std::atoi(value.c_str());
+    } else if (key == "group" || key == "group0") {
+        p.group[0] = std::atoi(value.c_str());
+    } else if (key.size() == 6 && startsWith(key, "group") && key[5] >= '1' && key[5] <= '4') {
+        p.group[key[5] - '0'] = std::atoi(value.c_str());
+    } else if (key == "groupswitch") {
+        p.group[0] = -std::atoi(value.c_str());
+    } else if (key == "min") {
+        p.min = atofOf(value);
+    } else if (key == "max") {
+        p.max = atofOf(value);
+    } else if (key == "flags") {
+        p.flags = std::atoi(value.c_str());
+        if (p.type == GLFX_POPUP && p.flags >= 1)
+            p.components = 0;
+    }
+}
+
+void Parser::presetLine(const std::string& ln)
+{
+    if (presetPar_ < 0)
+        return;
+    const std::size_t eq = ln.find('=');
+    if (eq == std::string::npos || eq == 0)
+        return;
+    const int target = findUniform(ln.substr(0, eq));
+    if (target < 0)
+        return;
+    glfxdef def;
+    splitValues(ln.substr(eq + 1), def.v);
+    set_.presets[{presetPar_, presetNumber_}].values[target] = def;
+}
+
+void Parser::line(const std::string& raw)
+{
+    if (raw.empty() || raw == "\r" || raw == "\n")
+        return;
+    std::string ln = raw;
+    while (!ln.empty() && (ln.back() == '\r' || ln.back() == '\n'))
+        ln.pop_back();
+
+    const bool inPass = startsWith(section_, "ps");
+    if (!ln.empty() && (ln[0] == ';' || ln[0] == '/') && !inPass)
+        return;
+
+    if (!ln.empty() && ln[0] == '[') {
+        header(ln.size() >= 2 ? ln.substr(1, ln.size() - 2) : std::string());
+        return;
+    }
+
+    if (section_ == "vs") {
+        fx_.vertex += ln;
+        fx_.vertex += '\n';
+        return;
+    }
+    if (inPass) {
+        const int n = atoiFrom(section_, 2);
+        if (n >= 0 && n < kMaxPasses) {
+            std::string& src = fx_.shaders[static_cast<std::size_t>(n)];
+            src += ln;
+            src += '\n';
+        }
+        return;
+    }
+    if (startsWith(section_, "preset")) {
+        presetLine(ln);
+        return;
+    }
+
+    const std::size_t eq = ln.find('=');
+    if (eq == std::string::npos || eq == 0)
+        return;
+    const std::string key = ln.substr(0, eq);
+    const std::string value = ln.substr(eq + 1);
+    if (section_ == "routing")
+        routingKey(key, value);
+    else if (section_ == "settings")
+        settingsKey(key, value);
+    else
+        paramKey(key, value);
+}
+
+void Parser::finish()
+{
+    // Extra layer inputs reach pass 0 as inputs 1, 2, ... unless routed.
+    const int layers = std::min(set_.layerCount, kMaxInputs);
+    for (int i = 0; i < layers; ++i)
+        if (set_.routing[0][i] == glfxlimits::kRouteNone)
+            set_.routing[0][i] = -(i + 1);
+
+    if (fx_.vertex.empty())
+        fx_.vertex = glfxtext::defaultVertexShader();
+    if (fx_.shaders[0].empty())
+        fx_.shaders[0] = glfxtext::defaultFragmentShader();
+
+    // A pass whose source is "ps<N>" runs the program of pass N.
+    const int passes = std::min(set_.shaders, kMaxPasses);
+    for (int i = 1; i < passes; ++i) {
+        const std::string& src = fx_.shaders[static_cast<std::size_t>(i)];
+        if (!startsWith(src, "ps"))
+            continue;
+        const int n = atoiFrom(src, 2);
+        if (n >= 0 && n < set_.shaders && n < kMaxPasses)
+            fx_.shaders[static_cast<std::size_t>(i)] = fx_.shaders[static_cast<std::size_t>(n)];
+    }
+}
+
+}  // namespace
+
+void cglfx::parse(std::string& text)
+{
+    // Full reset first, so that parsing again (after the description file
+    // was edited) leaves nothing of the previous description behind.
+    for (glfxpar& p : par)
+        p = glfxpar();
+    shaders.clear();
+    vertex.clear();
+    settings.name.clear();
+    settings.description.clear();
+    settings.category.clear();
+    settings.matchname.clear();
+    settings.version.clear();
+    settings.presets.clear();
+
+    par[0].name = "in0";
+    par[0].uniform = "in0";
+    par[0].type = GLFX_LAYER;
+    par[0].components = 0;
+    settings.init();
+
+    if (text.size() < 3)
+        return;
+    shaders.resize(kMaxPasses);
+
+    expandBlocks(text);
+
+    Parser parser(*this);
+    std::istringstream in(text);
+    std::string ln;
+    while (std::getline(in, ln))
+        parser.line(ln);
+    parser.finish();
+}
+
+const std::string& cglfx::passSource(int i) const
+{
+    static const std::string kEmpty;
+    if (i < 0 || static_cast<std::size_t>(i) >= shaders.size())
+        return kEmpty;
+    return shaders[static_cast<std::size_t>(i)];
+}

@@ -1,0 +1,109 @@
+#include "glfx/text.h"
+
+#include "glfx/cipher.h"
+
+#include <pwd.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <sstream>
+#include <vector>
+
+void strReplace(std::string& text, const std::string& search, const std::string& repl)
+{
+    const std::size_t searchLen = search.size();
+    const std::size_t replLen = repl.size();
+    if (searchLen == 0)
+        return;
+    std::size_t pos = text.find(search);
+    while (pos != std::string::npos) {
+        text.replace(pos, searchLen, repl);
+        pos = text.find(search, pos + replLen);
+    }
+}
+
+std::string intToString(int value)
+{
+    std::ostringstream out;
+    out << value;
+    return out.str();
+}
+
+std::string decodeString(const std::string& stored)
+{
+    if (stored.empty())
+        return std::string();
+    std::string out = stored.substr(1);
+    if (stored[0] != '?')
+        return out;
+    for (std::size_t i = 0; i < out.size(); ++i) {
+        const int c = static_cast<unsigned char>(out[i]);
+        // Control characters, DEL and bytes above ASCII are stored as they are.
+        if (c < 32 || c >= 127)
+            continue;
+        int v = c - 4 * static_cast<int>(i % 3);
+        if (v < 32)
+            v += 95;
+        out[i] = static_cast<char>(v);
+    }
+    return out;
+}
+
+std::string loadFile(const std::string& path)
+{
+    if (path.empty())
+        return std::string();
+    FILE* file = std::fopen(path.c_str(), "r");
+    if (!file)
+        return std::string();
+    std::string result;
+    if (std::fseek(file, 0, SEEK_END) == 0) {
+        const long size = std::ftell(file);
+        if (size > 0 && std::fseek(file, 0, SEEK_SET) == 0) {
+            std::vector<char> buffer(static_cast<std::size_t>(size) + 1, '\0');
+            const std::size_t got = std::fread(buffer.data(), 1, static_cast<std::size_t>(size), file);
+            buffer[got] = '\0';
+            result = buffer.data();  // stops at the first zero byte
+        }
+    }
+    std::fclose(file);
+    return result;
+}
+
+std::string GetUserPath()
+{
+    const char* xdg = std::getenv("XDG_CONFIG_HOME");
+    if (xdg && *xdg)
+        return std::string(xdg) + "/";
+    std::string home;
+    if (const char* env = std::getenv("HOME"); env && *env) {
+        home = env;
+    } else if (const passwd* pw = getpwuid(getuid()); pw && pw->pw_dir) {
+        home = pw->pw_dir;
+    } else {
+        home = ".";
+    }
+    return home + "/.config/";
+}
+
+std::string decrypt(const std::string& data, std::string& key)
+{
+    if (key.empty())
+        key = glfxcipher::fallbackKey();
+    std::string body = data;
+    const std::size_t end = body.find(glfxcipher::endMarker());
+    if (end != std::string::npos)
+        body.erase(end);
+    if (body.size() < glfxcipher::kHeaderSize)
+        return std::string();
+    body.erase(0, glfxcipher::kHeaderSize);
+    for (std::size_t i = 0; i < body.size(); ++i) {
+        const std::uint8_t c = static_cast<std::uint8_t>(body[i]);
+        const std::uint8_t x = static_cast<std::uint8_t>(glfxcipher::mask(key, i) ^ c);
+        if (x != 0)
+            body[i] = static_cast<char>(x);
+    }
+    return body;
+}
