@@ -162,6 +162,8 @@ struct AddedParam {
     std::string choices;       // popup names / checkbox label text, when given
     PF_ParamDef value{};       // current value record (the host's units)
     World* layer = nullptr;    // layer parameters: the world chosen, or none
+    bool layerSet = false;     // setLayer was called; before that a default of
+                               // PF_LayerDefault_MYSELF shows the effect's input
     bool pointInPercent = false;  // point value still in percent (no layer size yet)
 };
 
@@ -368,6 +370,9 @@ private:
     PF_Cmd currentCmd_ = -1;
     AEGP_PluginID pluginId_ = 0;
     bool pluginRegistered_ = false;
+    std::map<int, AEGP_DynStreamFlags> streamFlags_;   // per param index
+    std::map<const World*, std::unique_ptr<World>> createdWorlds_;  // world suite worlds
+    std::vector<std::unique_ptr<PF_LayerDef>> pixelCopies_;  // handed out at smart render
     Records rec_;
 };
 
