@@ -106,6 +106,7 @@ struct Session::Impl {
     static void valueAt(Session& s, int index, PF_ParamDef& out);
     static void problem(Session& s, const std::string& what);
     static void recordSuite(Session& s, const char* name, bool acquired);
+    static void recordSuiteMiss(Session& s, const std::string& what);
 };
 
 }  // namespace glfxhost

@@ -64,6 +64,8 @@ void Session::Impl::recordSuite(Session& s, const char* name, bool acquired) {
     else ++s.rec_.suiteReleases[name];
 }
 
+void Session::Impl::recordSuiteMiss(Session& s, const std::string& what) { s.rec_.suiteMisses.push_back(what); }
+
 void Session::Impl::valueAt(Session& s, int index, PF_ParamDef& out) {
     out = PF_ParamDef{};
     if (index == 0) {
@@ -404,6 +406,7 @@ PF_Err Session::call(PF_Cmd cmd, void* extra, PF_LayerDef* output, bool withPara
     out.global_data = globalData_;
     out.sequence_data = sequenceData_;
     out.num_params = in_.num_params;
+    out.flat_sdata_size = rec_.flatSize;   // what the effect told before, unless it tells anew
     out.width = in_.width;
     out.height = in_.height;
 

@@ -435,7 +435,7 @@ SPErr spAcquire(const char* name, A_long version, const void** suite) {
     const SuiteEntry* e = findSuite(name, version);
     Session* s = currentSession();
     if (!e) {
-        if (s) S::problem(*s, std::string("suite not offered: ") + (name ? name : "(null)") + " v" + std::to_string(version));
+        if (s) S::recordSuiteMiss(*s, std::string(name ? name : "(null)") + " v" + std::to_string(version));
         return kSPSuiteNotFoundError;
     }
     *suite = e->table;
