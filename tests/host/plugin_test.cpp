@@ -1,22 +1,248 @@
-// A whole session through the product's plug-in library, in both host modes.
+// Whole sessions through the product's plug-in library, in both host modes.
+// Skipped when the plug-in is not built in this tree.
 #include "host/Host.h"
+#include "gl/EffectData.h"
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <cstring>
 #include <fstream>
+#include <sstream>
 
 using namespace glfxhost;
 
 namespace {
+
 std::string pluginPath() { return std::string(GLFX_BINARY_DIR) + "/glfxplugin.so"; }
 bool pluginBuilt() { return std::ifstream(pluginPath()).good(); }
+
+std::string effectFile(const char* name) {
+    std::ifstream f(std::string(GLFX_SOURCE_DIR) + "/effects/" + name);
+    std::stringstream s;
+    s << f.rdbuf();
+    return s.str();
+}
+
+const char* const kParamsText =
+    "[settings]\n"
+    "name=Host Check\n"
+    "description=Checks the host.\n"
+    "version=2.5\n"
+    "[par1]\nname=Gain\nparam=gain\ntype=float\nmin=0\nmax=1\ntext=0|100\ndefault=0.5\n"
+    "[par2]\nname=Flip\nparam=flip\ntype=check\ndefault=true\ntext=flip it\n"
+    "[par3]\nname=Mode\nparam=mode\ntype=popup\npopup=A|B|C|D\ndefault=7\n"
+    "[par4]\nname=Tint\nparam=tint\ntype=color\ndefault=1|0.5|0\n"
+    "[par5]\nname=Turn\nparam=turn\ntype=angle\ndefault=45.9\n"
+    "[par6]\nname=Centre\nparam=centre\ntype=point\ndefault=150|0.5\n"
+    "[par7]\nname=Nothing\nparam=nothing\ntype=none\n"
+    "[par8]\nname=Group\nparam=grp\ntype=topic_start\nflags=1\n"
+    "[par9]\nname=End\nparam=grpend\ntype=topic_end\n";
+
 }  // namespace
 
 #define REQUIRE_PLUGIN() \
     if (!pluginBuilt()) GTEST_SKIP() << "glfxplugin.so is not built in this tree"
 
-TEST(RealPlugin, Loads) {
+TEST(RealPlugin, GlobalSetupPerHost) {
     REQUIRE_PLUGIN();
-    Plugin p(pluginPath());
-    EXPECT_TRUE(p.hasEffectTextSymbol());
+    Plugin plugin(pluginPath());
+    ASSERT_TRUE(plugin.hasEffectTextSymbol());
+    for (HostMode mode : {HostMode::AfterEffects, HostMode::Premiere}) {
+        SCOPED_TRACE(hostModeName(mode));
+        Session s(plugin, mode);
+        ASSERT_EQ(s.globalSetup(), PF_Err_NONE);
+        const Records& r = s.records();
+        EXPECT_EQ(r.version, 0x100001u);
+        EXPECT_EQ(r.version, PF_VERSION(2, 0, 0, PF_Stage_DEVELOP, 1));
+        const PF_OutFlags flags = PF_OutFlag_WIDE_TIME_INPUT | PF_OutFlag_NON_PARAM_VARY | PF_OutFlag_I_DO_DIALOG |
+                                  PF_OutFlag_DEEP_COLOR_AWARE | PF_OutFlag_SEND_UPDATE_PARAMS_UI;
+        const PF_OutFlags2 flags2 = PF_OutFlag2_PARAM_GROUP_START_COLLAPSED_FLAG | PF_OutFlag2_SUPPORTS_SMART_RENDER |
+                                    PF_OutFlag2_FLOAT_COLOR_AWARE |
+                                    PF_OutFlag2_PPRO_DO_NOT_CLONE_SEQUENCE_DATA_FOR_RENDER;
+        EXPECT_EQ(flags, 0x6000026);
+        EXPECT_EQ(flags2, 0x9408);
+        EXPECT_TRUE(s.hasGlobalData());
+        if (mode == HostMode::AfterEffects) {
+            EXPECT_EQ(r.outFlags, flags);
+            EXPECT_EQ(r.outFlags2, flags2);
+            EXPECT_EQ(r.registeredNames, std::vector<std::string>{"Morvanta Cinema Plugin"});
+            EXPECT_TRUE(r.supportedFormats.empty());
+        } else {
+            EXPECT_EQ(r.outFlags, flags & ~PF_OutFlag_DEEP_COLOR_AWARE);
+            EXPECT_EQ(r.outFlags2, flags2 & ~PF_OutFlag2_FLOAT_COLOR_AWARE);
+            EXPECT_TRUE(r.registeredNames.empty());
+            EXPECT_GE(r.formatClears, 1);
+            EXPECT_EQ(r.supportedFormats, std::vector<PrPixelFormat>{PrPixelFormat_BGRA_4444_8u});
+        }
+        EXPECT_EQ(s.globalSetdown(), PF_Err_NONE);
+        EXPECT_EQ(s.liveHandles(), 0);
+        EXPECT_TRUE(r.problems.empty()) << r.problems.front();
+    }
+}
+
+TEST(RealPlugin, ParameterDefinitionsFromADescription) {
+    REQUIRE_PLUGIN();
+    Plugin plugin(pluginPath());
+    plugin.setEffectText(kParamsText);
+    Session s(plugin, HostMode::AfterEffects);
+    ASSERT_EQ(s.globalSetup(), PF_Err_NONE);
+    ASSERT_EQ(s.paramsSetup(), PF_Err_NONE);
+    const auto& a = s.added();
+    EXPECT_EQ(s.records().numParams, 10);   // the input and nine described parameters
+    ASSERT_EQ(a.size(), 8u);                // "none" adds nothing
+    const struct { const char* name; PF_ParamType type; A_long id; } want[] = {
+        {"Gain", PF_Param_FLOAT_SLIDER, 2}, {"Flip", PF_Param_CHECKBOX, 3},    {"Mode", PF_Param_POPUP, 4},
+        {"Tint", PF_Param_COLOR, 5},        {"Turn", PF_Param_ANGLE, 6},       {"Centre", PF_Param_POINT, 7},
+        {"Group", PF_Param_GROUP_START, 9}, {"", PF_Param_GROUP_END, 10}};
+    for (size_t i = 0; i < a.size(); ++i) {
+        SCOPED_TRACE(i);
+        EXPECT_EQ(a[i].name, want[i].name);
+        EXPECT_EQ(a[i].def.param_type, want[i].type);
+        EXPECT_EQ(a[i].def.uu.id, want[i].id);   // ids stay description index + 1 across the gap
+    }
+    const PF_FloatSliderDef& g = a[0].def.u.fs_d;
+    EXPECT_EQ(g.value, 0.5);
+    EXPECT_EQ(g.slider_min, 0.0f);
+    EXPECT_EQ(g.slider_max, 1.0f);
+    EXPECT_EQ(g.valid_min, 0.0f);
+    EXPECT_EQ(g.valid_max, 100.0f);
+    EXPECT_EQ(g.precision, 2);
+    EXPECT_EQ(a[1].def.u.bd.value, 1);
+    EXPECT_EQ(a[1].def.flags & PF_ParamFlag_SUPERVISE, PF_ParamFlag_SUPERVISE);
+    EXPECT_EQ(a[1].choices, "flip it");
+    EXPECT_EQ(a[2].def.u.pd.num_choices, 4);
+    EXPECT_EQ(a[2].def.u.pd.dephault, 4);   // default 7 limited to the highest item (3), counted from 1
+    EXPECT_EQ(a[2].choices, "A|B|C|D");
+    EXPECT_EQ(a[3].def.u.cd.value.red, 255);
+    EXPECT_EQ(a[3].def.u.cd.value.green, 127);   // 0.5 × 255 truncated
+    EXPECT_EQ(a[3].def.u.cd.value.blue, 0);
+    EXPECT_EQ(a[3].def.u.cd.value.alpha, 255);
+    EXPECT_EQ(a[4].def.u.ad.value, 45 * 65536);
+    EXPECT_EQ(a[5].def.u.td.x_value, 10000 * 65536);   // 15000 percent-hundredths clamped
+    EXPECT_EQ(a[5].def.u.td.y_value, 50 * 65536);
+    EXPECT_EQ(a[6].def.flags & PF_ParamFlag_START_COLLAPSED, 0);   // flags 1: starts open
+    // Host units: the point becomes layer pixels once the layer size is known.
+    s.setLayerSize(64, 40);
+    EXPECT_EQ(s.value(6).u.td.y_value, 20 * 65536);   // 50 % of 40
+    EXPECT_EQ(s.value(6).u.td.x_value, 6400 * 65536);  // 10000 % of 64
+    EXPECT_EQ(s.finish(), PF_Err_NONE);
+}
+
+TEST(RealPlugin, AboutFlattenResetupSetdown) {
+    REQUIRE_PLUGIN();
+    Plugin plugin(pluginPath());
+    plugin.setEffectText(kParamsText);
+    for (HostMode mode : {HostMode::AfterEffects, HostMode::Premiere}) {
+        SCOPED_TRACE(hostModeName(mode));
+        Session s(plugin, mode);
+        ASSERT_EQ(s.start(), PF_Err_NONE);
+        std::string about = "unchanged";
+        ASSERT_EQ(s.about(about), PF_Err_NONE);
+        EXPECT_EQ(about, mode == HostMode::Premiere ? "" : "Host Check 2.5\rChecks the host.");
+        ASSERT_TRUE(s.hasSequenceData());
+        EXPECT_EQ(s.sequenceDataSize(), sizeof(EffectData));
+        ASSERT_EQ(s.flatten(), PF_Err_NONE);
+        ASSERT_EQ(s.flatData().size(), sizeof(EffectData));
+        EffectData flat;
+        std::memcpy(static_cast<void*>(&flat), s.flatData().data(), sizeof flat);
+        EXPECT_EQ(flat.glContext, nullptr);
+        EXPECT_EQ(flat.isPremiere, mode == HostMode::Premiere);
+        ASSERT_EQ(s.resetup(), PF_Err_NONE);
+        EXPECT_EQ(s.sequenceDataSize(), sizeof(EffectData));
+        EXPECT_EQ(s.sequenceSetdown(), PF_Err_NONE);
+        EXPECT_FALSE(s.hasSequenceData());
+        EXPECT_EQ(s.globalSetdown(), PF_Err_NONE);
+        EXPECT_EQ(s.liveHandles(), 0);
+        EXPECT_EQ(s.liveMemHandles(), 0);
+        EXPECT_TRUE(s.records().problems.empty()) << s.records().problems.front();
+    }
+}
+
+TEST(RealPlugin, PassThroughAtEveryDepth) {
+    REQUIRE_PLUGIN();
+    Plugin plugin(pluginPath());
+    plugin.setEffectText(effectFile("passthrough.glfx"));
+    struct Case { HostMode mode; int depth; bool bgra; float tolerance; };
+    const Case cases[] = {{HostMode::AfterEffects, 8, false, 0.0f},
+                          {HostMode::AfterEffects, 16, false, 1.0f / 32768},
+                          {HostMode::AfterEffects, 32, false, 1e-6f},
+                          {HostMode::Premiere, 8, true, 0.0f}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::to_string(c.depth) + " " + hostModeName(c.mode));
+        Session s(plugin, c.mode);
+        ASSERT_EQ(s.start(), PF_Err_NONE);
+        const int w = 37, h = 23;
+        World in(w, h, c.depth, c.bgra, c.depth == 32 ? 32 : 12 * (c.depth / 8));
+        World out(w, h, c.depth, c.bgra);
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) {
+                const float px[4] = {((x * 7 + y) % 256) / 255.0f, (y * 11 % 256) / 255.0f, ((x + y) % 2) * 1.0f,
+                                     ((x * 3) % 256) / 255.0f};
+                in.setPixel(x, y, px);
+            }
+        ASSERT_EQ(s.render(in, out, 0.0), PF_Err_NONE);
+        int bad = 0;
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) {
+                float a[4], b[4];
+                in.getPixel(x, y, a);
+                out.getPixel(x, y, b);
+                for (int k = 0; k < 4; ++k)
+                    if (std::fabs(a[k] - b[k]) > c.tolerance && bad++ < 5)
+                        ADD_FAILURE() << "pixel " << x << "," << y << " channel " << k << ": " << a[k] << " -> " << b[k];
+            }
+        EXPECT_EQ(bad, 0);
+        EXPECT_TRUE(out.paddingIntact());
+        EXPECT_EQ(s.finish(), PF_Err_NONE);
+        EXPECT_EQ(s.liveHandles(), 0);
+        EXPECT_TRUE(s.records().problems.empty()) << s.records().problems.front();
+    }
+}
+
+TEST(RealPlugin, LayerParameterCheckedOutLaterByItsOffset) {
+    REQUIRE_PLUGIN();
+    Plugin plugin(pluginPath());
+    plugin.setEffectText("[settings]\nname=Two Layers\n[par1]\nname=Other\nparam=other\ntype=layer\ntime=2\n");
+    Session s(plugin, HostMode::AfterEffects);
+    ASSERT_EQ(s.start(), PF_Err_NONE);
+    ASSERT_EQ(s.added().size(), 1u);
+    World in(8, 8, 8), other(8, 8, 8), out(8, 8, 8);
+    s.setLayer(1, &other);
+    ASSERT_EQ(s.render(in, out, 1.0), PF_Err_NONE);
+    const A_long now = 30000, later = 30000 + 2 * 1000;
+    const Records& r = s.records();
+    ASSERT_EQ(r.layerCheckouts.size(), 2u);
+    EXPECT_EQ(r.layerCheckouts[0].index, 0);
+    EXPECT_EQ(r.layerCheckouts[0].time, now);
+    EXPECT_EQ(r.layerCheckouts[1].index, 1);
+    EXPECT_EQ(r.layerCheckouts[1].time, later);
+    ASSERT_EQ(r.paramCheckouts.size(), 1u);
+    EXPECT_EQ(r.paramCheckouts[0].index, 1);
+    EXPECT_EQ(r.paramCheckouts[0].time, later);
+    EXPECT_EQ(r.paramCheckins, 1);
+    EXPECT_EQ(s.finish(), PF_Err_NONE);
+}
+
+TEST(RealPlugin, DialogShowsTheBuildLogOfABrokenShader) {
+    REQUIRE_PLUGIN();
+    Plugin plugin(pluginPath());
+    plugin.setEffectText("[settings]\nname=Broken\n[ps0]\nvoid main() { this is not glsl; }\n");
+    Session s(plugin, HostMode::AfterEffects);
+    ASSERT_EQ(s.start(), PF_Err_NONE);
+    ASSERT_EQ(s.doDialog(), PF_Err_NONE);   // before any render: nothing to rebuild
+    EXPECT_TRUE(s.records().scripts.empty());
+    World in(4, 4, 8), out(4, 4, 8);
+    s.render(in, out, 0.0);
+    ASSERT_EQ(s.doDialog(), PF_Err_NONE);
+    const Records& r = s.records();
+    ASSERT_EQ(r.scripts.size(), 1u);
+    const std::string& script = r.scripts[0];
+    EXPECT_EQ(script.rfind("alert('", 0), 0u) << script;
+    EXPECT_EQ(script.substr(script.size() - 3), "');");
+    EXPECT_EQ(script.find('\n'), std::string::npos);   // line breaks arrive escaped
+    ASSERT_EQ(r.alerts.size(), 1u);
+    EXPECT_FALSE(r.alerts[0].empty());
+    EXPECT_EQ(s.liveMemHandles(), 0);
+    s.finish();
 }
