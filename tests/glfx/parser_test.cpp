@@ -1,0 +1,400 @@
+#include "glfx/cglfx.h"
+#include "glfx/strings.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+namespace {
+
+std::unique_ptr<cglfx> parsed(std::string text)
+{
+    auto fx = std::make_unique<cglfx>();
+    fx->parse(text);
+    return fx;
+}
+
+TEST(Parser, EmptyAndShortTextsGiveTheResetState)
+{
+    for (const char* text : {"", "ab"}) {
+        auto fx = parsed(text);
+        EXPECT_EQ(fx->settings.shaders, 1) << text;
+        EXPECT_EQ(fx->settings.params, 0);
+        EXPECT_EQ(fx->settings.layerCount, 1);
+        EXPECT_EQ(fx->settings.routing[0][0], -1);
+        EXPECT_EQ(fx->settings.routing[0][1], 999);
+        EXPECT_EQ(fx->par[0].uniform, "in0");
+        EXPECT_EQ(fx->par[0].type, GLFX_LAYER);
+        EXPECT_TRUE(fx->passSource(0).empty());
+    }
+}
+
+TEST(Parser, DefaultShadersFillAnEmptyDescription)
+{
+    auto fx = parsed("[settings]\nname=x\n");
+    EXPECT_EQ(fx->vertex, glfxtext::defaultVertexShader());
+    EXPECT_EQ(fx->passSource(0), glfxtext::defaultFragmentShader());
+    EXPECT_EQ(fx->shaders.size(), 32u);
+    EXPECT_TRUE(fx->passSource(32).empty());
+    EXPECT_TRUE(fx->passSource(-1).empty());
+}
+
+TEST(Parser, SettingsKeys)
+{
+    auto fx = parsed(
+        "[settings]\n"
+        "name=0123456789012345678901234567890123456789\n"
+        "description=A = B\n"
+        "category=Blur\n"
+        "uniqueid=first\n"
+        "matchname=second\n"
+        "version=2.1\n"
+        "fast=1\n"
+        "interp=0\n"
+        "edgeRepeat=1\n"
+        "cellsx=4\n"
+        "cellsy=3x\n"
+        "noinput=2\n"
+        "Name=ignored\n");
+    const glfxsettings& s = fx->settings;
+    EXPECT_EQ(s.name, "0123456789012345678901234567890");
+    EXPECT_EQ(s.description, "A = B");
+    EXPECT_EQ(s.category, "Blur");
+    EXPECT_EQ(s.matchname, "second");
+    EXPECT_EQ(s.version, "2.1");
+    EXPECT_TRUE(s.fast);
+    EXPECT_EQ(s.interp, 0);
+    EXPECT_EQ(s.repeat, 1);
+    EXPECT_EQ(s.cellsx, 4);
+    EXPECT_EQ(s.cellsy, 3);
+    EXPECT_EQ(s.noinput, 2);
+}
+
+TEST(Parser, FastNeedsExactlyOne)
+{
+    EXPECT_FALSE(parsed("[settings]\nfast=1 \n")->settings.fast);
+    EXPECT_FALSE(parsed("[settings]\nfast=true\n")->settings.fast);
+}
+
+struct HeaderCase {
+    const char* text;
+    int index;        // parameter expected to carry uniform "u"
+    int params;
+};
+
+TEST(Parser, ParameterHeaders)
+{
+    const HeaderCase cases[] = {
+        {"[par07]\nparam=u\n", 7, 8},
+        {"[par]\nparam=u\n", 0, 1},               // first bare header: the input's slot
+        {"[par3]\n[par]\nparam=u\n", 4, 5},       // previous plus one
+        {"[par99]\nparam=u\n", 99, 100},
+        {"[par5x]\nparam=u\n", 5, 6},
+        {"[parx]\nparam=u\n", 0, 1},              // non-digits read as 0
+    };
+    for (const auto& c : cases) {
+        auto fx = parsed(c.text);
+        EXPECT_EQ(fx->par[c.index].uniform, "u") << c.text;
+        EXPECT_EQ(fx->settings.params, c.params) << c.text;
+    }
+}
+
+TEST(Parser, HeaderNamesTheParameter)
+{
+    auto fx = parsed("[par3]\ntype=float\n");
+    EXPECT_EQ(fx->par[3].name, "par3");
+    EXPECT_EQ(fx->par[3].uniform, "par3");
+    // A bare [par] header's display name follows the "param" line.
+    auto bare = parsed("[par2]\n[par]\nparam=speed\n");
+    EXPECT_EQ(bare->par[3].name, "speed");
+    auto named = parsed("[par2]\nparam=speed\n");
+    EXPECT_EQ(named->par[2].name, "par2");
+}
+
+TEST(Parser, KeysWithoutCurrentParameterAreIgnored)
+{
+    auto fx = parsed("[misc]\nname=x\ntype=float\n");
+    EXPECT_EQ(fx->settings.params, 0);
+    EXPECT_EQ(fx->par[0].name, "in0");
+}
+
+TEST(Parser, ParameterIndexBeyondTheTableIsIgnored)
+{
+    // [par99] then bare headers walk past 127: nothing may be written there.
+    std::string text = "[par99]\nparam=a\n";
+    for (int i = 0; i < 40; ++i)
+        text += "[par]\nparam=p" + std::to_string(100 + i) + "\n";
+    auto fx = parsed(text);
+    EXPECT_EQ(fx->par[127].uniform, "p127");
+    EXPECT_EQ(fx->settings.params, 128);
+}
+
+struct TypeCase {
+    const char* word;
+    int type;
+    int components;
+};
+
+TEST(Parser, TypeTable)
+{
+    const TypeCase cases[] = {
+        {"float", GLFX_FLOAT, 1},  {"int", GLFX_INT, 1},     {"none", GLFX_NONE, 1},
+        {"check", GLFX_CHECK, 1},  {"popup", GLFX_POPUP, 1}, {"layer", GLFX_LAYER, 0},
+        {"color", GLFX_COLOR, 3},  {"angle", GLFX_ANGLE, 1}, {"point", GLFX_POINT, 2},
+        {"float2", GLFX_FLOAT2, 1}, {"topic_start", GLFX_TOPIC_START, 1},
+        {"topic_end", GLFX_TOPIC_END, 1},
+    };
+    for (const auto& c : cases) {
+        auto fx = parsed(std::string("[par1]\ntype=") + c.word + "\n");
+        EXPECT_EQ(fx->par[1].type, c.type) << c.word;
+        EXPECT_EQ(fx->par[1].components, c.components) << c.word;
+    }
+    // An unknown word keeps the type but still resets the component count.
+    auto fx = parsed("[par1]\ntype=color\ntype=Float\n");
+    EXPECT_EQ(fx->par[1].type, GLFX_COLOR);
+    EXPECT_EQ(fx->par[1].components, 1);
+}
+
+TEST(Parser, LayerParametersRaiseTheLayerCountUpTo32)
+{
+    std::string text;
+    for (int i = 1; i <= 40; ++i)
+        text += "[par" + std::to_string(i) + "]\ntype=layer\n";
+    auto fx = parsed(text);
+    EXPECT_EQ(fx->settings.layerCount, 32);
+    // A layer at index 0 does not count; every extra layer reaches pass 0.
+    auto two = parsed("[par]\ntype=layer\n[par1]\ntype=layer\n[par2]\ntype=layer\n");
+    EXPECT_EQ(two->settings.layerCount, 3);
+    EXPECT_EQ(two->settings.routing[0][0], -1);
+    EXPECT_EQ(two->settings.routing[0][1], -2);
+    EXPECT_EQ(two->settings.routing[0][2], -3);
+    EXPECT_EQ(two->settings.routing[0][3], 999);
+}
+
+struct PopupCase {
+    const char* text;
+    std::size_t items;
+    float min, max;
+};
+
+TEST(Parser, PopupItemsAndRange)
+{
+    const PopupCase cases[] = {
+        {"type=popup\npopup=a|b|\n", 2, 0.f, 1.f},
+        {"type=popup\npopup=a|b|c\n", 3, 0.f, 2.f},
+        {"type=popup\ntext=\n", 0, 0.f, -1.f},
+        {"type=popup\npopup=a||c\n", 3, 0.f, 2.f},
+        {"min=5\nmax=9\npopup=a|b|c\ntype=popup\n", 3, 5.f, 9.f},  // type after the items
+    };
+    for (const auto& c : cases) {
+        auto fx = parsed(std::string("[par1]\n") + c.text);
+        const glfxpar& p = fx->par[1];
+        EXPECT_EQ(p.items.size(), c.items) << c.text;
+        EXPECT_FLOAT_EQ(p.min, c.min) << c.text;
+        EXPECT_FLOAT_EQ(p.max, c.max) << c.text;
+    }
+    auto fx = parsed("[par1]\ntype=popup\npopup=x|| y\n");
+    ASSERT_EQ(fx->par[1].items.size(), 3u);
+    EXPECT_EQ(fx->par[1].items[1], "");
+    EXPECT_EQ(fx->par[1].items[2], " y");
+    EXPECT_EQ(fx->par[1].itemtext, "x|| y");
+}
+
+TEST(Parser, PopupFlagsDropTheShaderValue)
+{
+    EXPECT_EQ(parsed("[par1]\ntype=popup\nflags=2\n")->par[1].components, 0);
+    EXPECT_EQ(parsed("[par1]\ntype=popup\nflags=0\n")->par[1].components, 1);
+    EXPECT_EQ(parsed("[par1]\ntype=check\nflags=1\n")->par[1].components, 1);
+    // Flags first, then the type line: the count is set again by the type.
+    EXPECT_EQ(parsed("[par1]\nflags=3\ntype=popup\n")->par[1].components, 1);
+}
+
+struct DefaultCase {
+    const char* value;
+    float d0, d1, d2;
+};
+
+TEST(Parser, Defaults)
+{
+    const DefaultCase cases[] = {
+        {"0.25", 0.25f, 0.25f, 0.25f},
+        {"0.2|0.4", 0.2f, 0.4f, 0.4f},
+        {"1|2|3", 1.f, 2.f, 3.f},
+        {"1|2|3|4", 1.f, 2.f, 3.f},
+        {"true", 1.f, 1.f, 1.f},
+        {"false|true", 0.f, 1.f, 1.f},
+        {"abc", 0.f, 0.f, 0.f},
+        {"-1.5e1x", -15.f, -15.f, -15.f},
+    };
+    for (const auto& c : cases) {
+        auto fx = parsed(std::string("[par1]\ndefault=") + c.value + "\n");
+        const glfxpar& p = fx->par[1];
+        EXPECT_FLOAT_EQ(p.def[0], c.d0) << c.value;
+        EXPECT_FLOAT_EQ(p.def[1], c.d1) << c.value;
+        EXPECT_FLOAT_EQ(p.def[2], c.d2) << c.value;
+        EXPECT_FLOAT_EQ(p.coldef[0], c.d0);
+        EXPECT_FLOAT_EQ(p.coldef[1], c.d1);
+        EXPECT_FLOAT_EQ(p.coldef[2], c.d2);
+        EXPECT_FLOAT_EQ(p.coldef[3], c.d0);
+    }
+    auto time = parsed("[par1]\ndefault=1|2|3\ntime=7\n");
+    EXPECT_FLOAT_EQ(time->par[1].def[0], 7.f);
+    EXPECT_FLOAT_EQ(time->par[1].coldef[0], 1.f);
+}
+
+TEST(Parser, VisibilityGroupsNames)
+{
+    auto fx = parsed(
+        "[par1]\ndisabled=0\n"
+        "[par2]\nhidden=no\n"
+        "[par3]\nvisibility=7\ngroup=2\ngroup1=3\ngroup4=9\n"
+        "[par4]\ngroupswitch=3\ngroup2=5\n"
+        "[par5]\nname0=Shown\nname1=A\nname4=D\ndisplay=Final\n");
+    EXPECT_EQ(fx->par[1].visibility, 1);
+    EXPECT_EQ(fx->par[2].visibility, 2);
+    EXPECT_EQ(fx->par[3].visibility, 7);
+    EXPECT_EQ(fx->par[3].group[0], 2);
+    EXPECT_EQ(fx->par[3].group[1], 3);
+    EXPECT_EQ(fx->par[3].group[4], 9);
+    EXPECT_EQ(fx->par[4].group[0], -3);
+    EXPECT_EQ(fx->par[4].group[2], 5);
+    EXPECT_EQ(fx->par[5].name, "Final");
+    EXPECT_EQ(fx->par[5].names[0], "A");
+    EXPECT_EQ(fx->par[5].names[3], "D");
+}
+
+struct RoutingCase {
+    const char* line;
+    int pass, input, value;
+};
+
+TEST(Parser, Routing)
+{
+    const RoutingCase cases[] = {
+        {"ps1_in0=layer2", 1, 0, -3},
+        {"ps1_in0=ps0", 1, 0, 0},
+        {"ps1_in0=foo", 1, 0, 999},
+        {"ps3_in5=layer0", 3, 5, -1},
+        {"ps2_in1=ps32", 2, 1, 32},
+        {"ps2_in1=ps33", 2, 1, 999},      // not below 33
+        {"ps31_in31=ps4", 31, 31, 4},
+        {"ps0_in0=ps2", 0, 0, 2},
+    };
+    for (const auto& c : cases) {
+        auto fx = parsed(std::string("[routing]\n") + c.line + "\n");
+        EXPECT_EQ(fx->settings.routing[c.pass][c.input], c.value) << c.line;
+    }
+}
+
+TEST(Parser, RoutingOutsideTheTableIsIgnored)
+{
+    for (const char* line : {"ps32_in0=ps0", "ps0_in32=ps1", "ps-1_in0=ps0", "ps1_in-2=ps0",
+                             "ps100000_in0=layer1"}) {
+        auto fx = parsed(std::string("[routing]\n") + line + "\n");
+        int changed = 0;
+        for (int p = 0; p < 32; ++p)
+            for (int i = 0; i < 32; ++i)
+                changed += fx->settings.routing[p][i] != ((p == 0 && i == 0) ? -1 : 999);
+        EXPECT_EQ(changed, 0) << line;
+    }
+}
+
+TEST(Parser, PassSectionsAndComments)
+{
+    auto fx = parsed(
+        "[settings]\n; comment\nname=n\n/ other\n"
+        "[vs]\n// dropped\nvoid main(){}\n"
+        "[ps0]\n// kept\n; kept too\nline\r\n"
+        "[ps2]\nps0\n"
+        "[ps40]\nnever\n");
+    EXPECT_EQ(fx->settings.name, "n");
+    EXPECT_EQ(fx->vertex, "void main(){}\n");
+    EXPECT_EQ(fx->passSource(0), "// kept\n; kept too\nline\n");
+    EXPECT_EQ(fx->settings.shaders, 3);
+    EXPECT_EQ(fx->passSource(2), fx->passSource(0));  // aliased
+    EXPECT_TRUE(fx->passSource(1).empty());
+}
+
+TEST(Parser, PassAliasNeedsAPassInUse)
+{
+    auto fx = parsed("[ps0]\nA\n[ps1]\nps5\n[ps2]\nB\n");
+    EXPECT_EQ(fx->passSource(1), "ps5\n");
+}
+
+TEST(Parser, RepeatedPassHeaderStartsTheSourceAgain)
+{
+    auto fx = parsed("[ps1]\nold\n[ps1]\nnew\n");
+    EXPECT_EQ(fx->passSource(1), "new\n");
+}
+
+TEST(Parser, Presets)
+{
+    auto fx = parsed(
+        "[par1]\nparam=look\ntype=popup\npopup=a|b\nflags=3\n"
+        "[par2]\nparam=amount\n"
+        "[par3]\nparam=tint\ntype=color\n"
+        "[preset_look_1]\namount=0.5\ntint=0.1|0.2|0.3\nmissing=1\n=2\n"
+        "[preset_nobody_0]\namount=9\n"
+        "[preset_look_0]\namount=0.25\n"
+        "[preset_later_0]\namount=3\n"
+        "[par4]\nparam=later\n");
+    const auto& presets = fx->settings.presets;
+    ASSERT_EQ(presets.size(), 2u);
+    const auto& p1 = presets.at({1, 1}).values;
+    ASSERT_EQ(p1.size(), 2u);
+    EXPECT_FLOAT_EQ(p1.at(2).v[0], 0.5f);
+    EXPECT_FLOAT_EQ(p1.at(2).v[2], 0.5f);
+    EXPECT_FLOAT_EQ(p1.at(3).v[1], 0.2f);
+    EXPECT_FLOAT_EQ(p1.at(3).v[2], 0.3f);
+    EXPECT_FLOAT_EQ(presets.at({1, 0}).values.at(2).v[0], 0.25f);
+}
+
+TEST(Parser, PresetLinesBeforeAnyResolvedHeaderAreIgnored)
+{
+    auto fx = parsed("[par1]\nparam=a\n[preset]\na=1\n[presetx]\na=2\n");
+    EXPECT_TRUE(fx->settings.presets.empty());
+}
+
+TEST(Parser, BlocksExpandBeforeLinesAreRead)
+{
+    auto fx = parsed(
+        "@@head [settings]\nname=fromblock\n@@"
+        "\n@@head\n[ps0]\n@@body\n");
+    EXPECT_EQ(fx->settings.name, "fromblock");
+    // A later "@@" is a definition too; unclosed, it runs to the end.
+    EXPECT_EQ(fx->passSource(0), glfxtext::defaultFragmentShader());
+
+    auto multi = parsed("@@x a=1@@\n[ps0]\n@@x @@x\n");
+    EXPECT_EQ(multi->passSource(0), "a=1 a=1\n");
+}
+
+TEST(Parser, ParsingAgainForgetsThePreviousDescription)
+{
+    cglfx fx;
+    std::string first =
+        "[settings]\nname=one\nshaders=3\n[par1]\nparam=a\ntype=popup\npopup=x|y\nflags=3\n"
+        "[par2]\nparam=b\n[preset_a_1]\nb=1\n[ps1]\nfirst\n[vs]\nvs\n";
+    fx.parse(first);
+    ASSERT_EQ(fx.settings.presets.size(), 1u);
+    std::string second = "[par2]\ntype=float\n";
+    fx.parse(second);
+    EXPECT_TRUE(fx.settings.name.empty());
+    EXPECT_TRUE(fx.settings.presets.empty());
+    EXPECT_TRUE(fx.par[1].items.empty());
+    EXPECT_EQ(fx.par[1].uniform, "");
+    EXPECT_EQ(fx.par[2].uniform, "par2");
+    EXPECT_EQ(fx.settings.shaders, 1);
+    EXPECT_TRUE(fx.passSource(1).empty());
+    EXPECT_EQ(fx.vertex, glfxtext::defaultVertexShader());
+}
+
+TEST(Parser, WindowsLineEndings)
+{
+    auto fx = parsed("[settings]\r\nname=win\r\n\r\n[par1]\r\nparam=v\r\ntype=check\r\n");
+    EXPECT_EQ(fx->settings.name, "win");
+    EXPECT_EQ(fx->par[1].uniform, "v");
+    EXPECT_EQ(fx->par[1].type, GLFX_CHECK);
+}
+
+}  // namespace
