@@ -434,6 +434,8 @@ SPErr spAcquire(const char* name, A_long version, const void** suite) {
     *suite = nullptr;
     const SuiteEntry* e = findSuite(name, version);
     Session* s = currentSession();
+    // Premiere offers the effect suites but none of the AEGP ones.
+    if (e && s && s->isPremiere() && std::strncmp(e->name, "AEGP ", 5) == 0) e = nullptr;
     if (!e) {
         if (s) S::recordSuiteMiss(*s, std::string(name ? name : "(null)") + " v" + std::to_string(version));
         return kSPSuiteNotFoundError;

@@ -72,6 +72,10 @@ TEST(HostSession, GlobalSetupInBothModes) {
             ASSERT_EQ(r.supportedFormats.size(), 1u);
             EXPECT_EQ(r.supportedFormats[0], PrPixelFormat_BGRA_4444_8u);
             EXPECT_TRUE(r.registeredNames.empty());
+            // Premiere has no AEGP suites: the effect's probe for one was refused.
+            ASSERT_EQ(r.suiteMisses.size(), 1u);
+            EXPECT_EQ(r.suiteMisses[0].rfind(kAEGPUtilitySuite, 0), 0u) << r.suiteMisses[0];
+            EXPECT_EQ(r.suiteAcquires.count(kAEGPUtilitySuite), 0u);
         } else {
             EXPECT_NE(r.outFlags & PF_OutFlag_DEEP_COLOR_AWARE, 0);
             EXPECT_TRUE(r.supportedFormats.empty());

@@ -50,6 +50,8 @@ PF_Err globalSetup(PF_InData* in, PF_OutData* out) {
         if (!pf) return PF_Err_BAD_CALLBACK_PARAM;
         pf->ClearSupportedPixelFormats(in->effect_ref);
         pf->AddSupportedPixelFormat(in->effect_ref, PrPixelFormat_BGRA_4444_8u);
+        // Probes for scripting, which this host does not offer under Premiere.
+        if (suites.UtilitySuite()) return PF_Err_INTERNAL_STRUCT_DAMAGED;
     }
     PF_HandleSuite1* hs = suites.HandleSuite1();
     if (!hs) return PF_Err_BAD_CALLBACK_PARAM;
