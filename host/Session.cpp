@@ -154,7 +154,7 @@ PF_Err Session::Impl::addParam(PF_ProgPtr ref, PF_ParamIndex index, PF_ParamDefP
         return PF_Err_UNRECOGNIZED_PARAM_TYPE;
     }
     for (const AddedParam& p : s->params_)
-        if (p.def.uu.id == def->uu.id) {
+        if (def->uu.id != 0 && p.def.uu.id == def->uu.id) {
             problem(*s, "add_param: id " + std::to_string(def->uu.id) + " used twice");
             return PF_Err_BAD_CALLBACK_PARAM;
         }
@@ -444,7 +444,13 @@ PF_Err Session::call(PF_Cmd cmd, void* extra, PF_LayerDef* output, bool withPara
         rec_.outFlags = out.out_flags;
         rec_.outFlags2 = out.out_flags2;
     }
-    if (cmd == PF_Cmd_PARAMS_SETUP) rec_.numParams = out.num_params;
+    if (cmd == PF_Cmd_PARAMS_SETUP) {
+        rec_.numParams = out.num_params;
+        const A_long added = static_cast<A_long>(params_.size() + 1);
+        if (!err && out.num_params != added)
+            Impl::problem(*this, "num_params is " + std::to_string(out.num_params) + " but " + std::to_string(added) +
+                                     " parameters (the input included) were added");
+    }
     if (cmd != PF_Cmd_ABOUT && !r.returnMsg.empty() && (out.out_flags & PF_OutFlag_DISPLAY_ERROR_MESSAGE))
         std::cerr << r.returnMsg << "\n";
     rec_.commands.push_back(r);

@@ -39,6 +39,16 @@ const char* const kParamsText =
     "[par8]\nname=Group\nparam=grp\ntype=topic_start\nflags=1\n"
     "[par9]\nname=End\nparam=grpend\ntype=topic_end\n";
 
+const char* const kSmallText =
+    "[settings]\nname=Host Check\ndescription=Checks the host.\nversion=2.5\n"
+    "[par1]\nname=Gain\nparam=gain\ntype=float\nmin=0\nmax=1\ndefault=0.5\n";
+
+bool hasProblem(const Session& s, const std::string& part) {
+    for (const std::string& p : s.records().problems)
+        if (p.find(part) != std::string::npos) return true;
+    return false;
+}
+
 }  // namespace
 
 #define REQUIRE_PLUGIN() \
@@ -91,6 +101,8 @@ TEST(RealPlugin, ParameterDefinitionsFromADescription) {
     const auto& a = s.added();
     EXPECT_EQ(s.records().numParams, 10);   // the input and nine described parameters
     ASSERT_EQ(a.size(), 8u);                // "none" adds nothing
+    // The count includes the parameter that was not added; the host notes the mismatch.
+    EXPECT_TRUE(hasProblem(s, "num_params is 10 but 9"));
     const struct { const char* name; PF_ParamType type; A_long id; } want[] = {
         {"Gain", PF_Param_FLOAT_SLIDER, 2}, {"Flip", PF_Param_CHECKBOX, 3},    {"Mode", PF_Param_POPUP, 4},
         {"Tint", PF_Param_COLOR, 5},        {"Turn", PF_Param_ANGLE, 6},       {"Centre", PF_Param_POINT, 7},
@@ -132,7 +144,7 @@ TEST(RealPlugin, ParameterDefinitionsFromADescription) {
 TEST(RealPlugin, AboutFlattenResetupSetdown) {
     REQUIRE_PLUGIN();
     Plugin plugin(pluginPath());
-    plugin.setEffectText(kParamsText);
+    plugin.setEffectText(kSmallText);
     for (HostMode mode : {HostMode::AfterEffects, HostMode::Premiere}) {
         SCOPED_TRACE(hostModeName(mode));
         Session s(plugin, mode);
