@@ -250,7 +250,9 @@ struct Records {
 class Session {
 public:
     Session(Plugin& plugin, HostMode mode);
-    ~Session();   // disposes of what the plug-in left in host handles
+    /* Sets the effect down (finish()) when that was not done, then disposes of
+       what the plug-in left in host handles. */
+    ~Session();
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 

@@ -308,6 +308,8 @@ Session::Session(Plugin& plugin, HostMode mode) : plugin_(plugin), mode_(mode) {
 }
 
 Session::~Session() {
+    // A host that closes the project or quits still sets the effect down.
+    finish();
     disposeHandlesOf(this);
     releaseRefsOf(this);
     unregisterSession(this);
