@@ -335,6 +335,8 @@ public:
     size_t sequenceDataSize() const;
     /* Host handles allocated by this session and not yet disposed of. */
     int liveHandles() const;
+    /* Worlds the effect got from the world suites and has not disposed of. */
+    int liveWorlds() const { return static_cast<int>(createdWorlds_.size()); }
     /* AEGP memory handles, effect and stream references still held. */
     int liveMemHandles() const;
     int liveEffectRefs() const;

@@ -86,6 +86,11 @@ struct Session::Impl {
     // suites with session state
     static PF_Err addSupportedPixelFormat(PF_ProgPtr ref, PrPixelFormat fmt);
     static PF_Err clearSupportedPixelFormats(PF_ProgPtr ref);
+    static PF_Err newWorld(PF_ProgPtr ref, A_long width, A_long height, PF_Boolean clear, PF_PixelFormat fmt,
+                           PF_EffectWorld* world);
+    static PF_Err newWorldOfPixelFormat(PF_ProgPtr ref, A_u_long width, A_u_long height, PF_NewWorldFlags flags,
+                                        PrPixelFormat fmt, PF_EffectWorld* world);
+    static PF_Err disposeWorld(PF_ProgPtr ref, PF_EffectWorld* world);
     static PF_Err updateParamUI(PF_ProgPtr ref, PF_ParamIndex index, const PF_ParamDef* def);
     static A_Err registerWithAEGP(AEGP_GlobalRefcon refcon, const A_char* name, AEGP_PluginID* id);
     static A_Err executeScript(AEGP_PluginID id, const A_char* script, const A_Boolean platform,

@@ -13,6 +13,9 @@
 #include <cstring>
 #include <iostream>
 #include <mutex>
+#include <map>
+#include <memory>
+#include <new>
 #include <set>
 
 namespace glfxhost {
@@ -344,10 +347,13 @@ A_Err utilWriteConsole(const A_char* text) {
 
 using S = Session::Impl;
 
-PF_PixelFormatSuite1 gPixelFormatSuite = {S::addSupportedPixelFormat, S::clearSupportedPixelFormats, nullptr,
-                                          nullptr, cbPrGetPixelFormat, nullptr, nullptr, nullptr};
+PF_Err cbPrDisposeWorld(PF_ProgPtr ref, PF_EffectWorld* world) { return S::disposeWorld(ref, world); }
 
-PF_WorldSuite2 gWorldSuite = {nullptr, nullptr, cbGetPixelFormat};
+PF_PixelFormatSuite1 gPixelFormatSuite = {S::addSupportedPixelFormat, S::clearSupportedPixelFormats,
+                                          S::newWorldOfPixelFormat, cbPrDisposeWorld, cbPrGetPixelFormat,
+                                          nullptr, nullptr, nullptr};
+
+PF_WorldSuite2 gWorldSuite = {S::newWorld, S::disposeWorld, cbGetPixelFormat};
 
 PF_ParamUtilsSuite3 makeParamUtils() {
     PF_ParamUtilsSuite3 s{};
@@ -696,6 +702,60 @@ PF_Err Session::Impl::clearSupportedPixelFormats(PF_ProgPtr ref) {
     if (!s) return PF_Err_BAD_CALLBACK_PARAM;
     ++s->rec_.formatClears;
     s->rec_.supportedFormats.clear();
+    return PF_Err_NONE;
+}
+
+// Worlds the effect asks the host for; the session owns them until disposed of.
+static PF_Err makeWorld(Session* s, long long width, long long height, int depth, bool bgra, PF_EffectWorld* world,
+                        std::map<const World*, std::unique_ptr<World>>& store) {
+    if (width <= 0 || height <= 0 || width > 30000 || height > 30000) return PF_Err_BAD_CALLBACK_PARAM;
+    try {
+        auto w = std::make_unique<World>(static_cast<int>(width), static_cast<int>(height), depth, bgra);
+        *world = *w->def();
+        store[w.get()] = std::move(w);
+    } catch (const std::bad_alloc&) {
+        return PF_Err_OUT_OF_MEMORY;
+    }
+    (void)s;
+    return PF_Err_NONE;
+}
+
+PF_Err Session::Impl::newWorld(PF_ProgPtr ref, A_long width, A_long height, PF_Boolean, PF_PixelFormat fmt,
+                               PF_EffectWorld* world) {
+    Session* s = fromRef(ref);
+    if (!s || !world) return PF_Err_BAD_CALLBACK_PARAM;
+    int depth;
+    if (fmt == PF_PixelFormat_ARGB32) depth = 8;
+    else if (fmt == PF_PixelFormat_ARGB64) depth = 16;
+    else if (fmt == PF_PixelFormat_ARGB128) depth = 32;
+    else {
+        problem(*s, "PF_NewWorld with pixel format " + std::to_string(fmt));
+        return PF_Err_BAD_CALLBACK_PARAM;
+    }
+    // New worlds are always cleared here: fresh memory is zeroed by World.
+    return makeWorld(s, width, height, depth, false, world, s->createdWorlds_);
+}
+
+PF_Err Session::Impl::newWorldOfPixelFormat(PF_ProgPtr ref, A_u_long width, A_u_long height, PF_NewWorldFlags,
+                                            PrPixelFormat fmt, PF_EffectWorld* world) {
+    Session* s = fromRef(ref);
+    if (!s || !world) return PF_Err_BAD_CALLBACK_PARAM;
+    if (fmt == PrPixelFormat_BGRA_4444_8u) return makeWorld(s, width, height, 8, true, world, s->createdWorlds_);
+    if (fmt == PF_PixelFormat_ARGB32) return makeWorld(s, width, height, 8, false, world, s->createdWorlds_);
+    problem(*s, "NewWorldOfPixelFormat with pixel format " + std::to_string(fmt));
+    return PF_Err_BAD_CALLBACK_PARAM;
+}
+
+PF_Err Session::Impl::disposeWorld(PF_ProgPtr ref, PF_EffectWorld* world) {
+    Session* s = fromRef(ref);
+    if (!s || !world) return PF_Err_BAD_CALLBACK_PARAM;
+    auto it = s->createdWorlds_.find(static_cast<const World*>(world->reserved0));
+    if (it == s->createdWorlds_.end() || it->second->def()->data != world->data) {
+        problem(*s, "dispose of a world the effect did not get from the host");
+        return PF_Err_BAD_CALLBACK_PARAM;
+    }
+    s->createdWorlds_.erase(it);
+    *world = PF_EffectWorld{};
     return PF_Err_NONE;
 }
 

@@ -364,6 +364,26 @@ TEST(HostCallbacks, SuitesByNameAndVersion) {
     PF_EffectWorld stranger{};
     PF_PixelFormat fmt = 0;
     EXPECT_NE(ws->PF_GetPixelFormat(&stranger, &fmt), PF_Err_NONE);
+
+    // Worlds asked for by format: padded rows, the format asked for, owned until disposed of.
+    const PF_ProgPtr ref = f.session.inData().effect_ref;
+    const PF_PixelFormat formats[] = {PF_PixelFormat_ARGB32, PF_PixelFormat_ARGB64, PF_PixelFormat_ARGB128};
+    const int sizes[] = {4, 8, 16};
+    for (int i = 0; i < 3; ++i) {
+        PF_EffectWorld w{};
+        ASSERT_EQ(ws->PF_NewWorld(ref, 5, 3, 1, formats[i], &w), PF_Err_NONE);
+        ASSERT_NE(w.data, nullptr);
+        EXPECT_GT(w.rowbytes, 5 * sizes[i]);
+        ASSERT_EQ(ws->PF_GetPixelFormat(&w, &fmt), PF_Err_NONE);
+        EXPECT_EQ(fmt, formats[i]);
+        EXPECT_EQ(f.session.liveWorlds(), 1);
+        ASSERT_EQ(ws->PF_DisposeWorld(ref, &w), PF_Err_NONE);
+        EXPECT_EQ(f.session.liveWorlds(), 0);
+        EXPECT_NE(ws->PF_DisposeWorld(ref, &w), PF_Err_NONE);   // twice is refused
+    }
+    PF_EffectWorld w{};
+    EXPECT_NE(ws->PF_NewWorld(ref, 5, 3, 1, PF_PixelFormat_BGRA32, &w), PF_Err_NONE);
+    EXPECT_NE(ws->PF_NewWorld(ref, 0, 3, 1, PF_PixelFormat_ARGB32, &w), PF_Err_NONE);
 }
 
 TEST(HostCallbacks, ScriptsKnowAlertOnly) {
