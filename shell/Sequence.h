@@ -1,0 +1,52 @@
+// The per-instance record (EffectData) in the host's sequence-data handle and
+// the four sequence commands.
+#pragma once
+
+#include "gl/EffectData.h"
+#include "glfx/cglfx.h"
+#include "sdk/AE_Effect.h"
+
+namespace glfxshell {
+
+// The instance record a handle holds, or null when the handle is null, holds
+// no data, or is known to be smaller than one record.
+EffectData* recordOf(const PF_InData* in_data, PF_Handle handle);
+
+// Releases what the record owns in this process: the GPU context (after
+// UninitGL(true) when `uninit` is set, then GlobalSetdown_GL and delete), the
+// defines, the layer and output buffers (malloc'ed, so freed with free()).
+// Afterwards every pointer in the record is null and `rebuild` is set when a
+// context was released.
+void releaseInstance(EffectData* d, bool uninit);
+
+}  // namespace glfxshell
+
+// Makes sure a sequence-data handle holding exactly one zeroed record exists:
+// resizes a handle of the wrong size (its bytes no longer describe a record,
+// so it is zeroed), or allocates a new one into out_data->sequence_data and
+// sets flat_sdata_size. An allocation failure puts an out-of-memory message
+// in return_msg and returns PF_Err_INTERNAL_STRUCT_DAMAGED.
+PF_Err SequenceSetup(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** params,
+                     PF_LayerDef* output);
+
+namespace glfxshell {
+
+// SEQUENCE_SETUP: SequenceSetup, then the record's visibility from the
+// description, no defines, rebuild set, no GPU context yet.
+PF_Err SequenceSetupCommand(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** params,
+                            PF_LayerDef* output, const cglfx& fx);
+
+// SEQUENCE_RESETUP: re-attaches a record (from a saved project or after a
+// flatten). Pointers read back from flattened bytes are stale: the context
+// pointer is dropped, not released.
+PF_Err SequenceResetup(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** params,
+                       PF_LayerDef* output);
+
+// SEQUENCE_FLATTEN: releases the GPU side and buffers; the record stays in the
+// handle with all its pointers null.
+PF_Err SequenceFlatten(PF_InData* in_data, PF_OutData* out_data);
+
+// SEQUENCE_SETDOWN: releases everything and disposes of the handle.
+PF_Err SequenceSetdown(PF_InData* in_data, PF_OutData* out_data);
+
+}  // namespace glfxshell

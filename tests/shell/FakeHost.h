@@ -1,0 +1,68 @@
+// A small in-process host for driving the shell's functions directly: the
+// command records, handle callbacks, ANSI helpers, add_param, and the suites
+// the shell acquires (handle, ANSI, pixel format, AEGP utility and memory),
+// each recording what the plug-in did. One FakeHost is active at a time.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "sdk/AE_EffectCB.h"
+#include "sdk/AE_EffectCBSuites.h"
+#include "sdk/AE_GeneralPlug.h"
+#include "sdk/SPBasic.h"
+
+class FakeHost {
+public:
+    explicit FakeHost(bool premiere = false);
+    ~FakeHost();
+    FakeHost(const FakeHost&) = delete;
+    FakeHost& operator=(const FakeHost&) = delete;
+
+    static FakeHost* current();
+
+    PF_InData in{};
+    PF_OutData out{};
+    PF_UtilCallbacks utils{};
+    SPBasicSuite basic{};
+
+    // Which suites the broker offers (all by default).
+    std::map<std::string, bool> offered;
+    // Handle callbacks in in_data->utils can be taken away.
+    void removeUtilHandleCallbacks();
+
+    // add_param: the definitions received, with the name field's bytes after
+    // the terminator checked untouched (a canary fills the field first).
+    std::vector<PF_ParamDef> added;
+    PF_Err addParamResult = PF_Err_NONE;
+    int failAddParamAt = -1;   // index in `added` whose call fails
+
+    // Pixel format suite.
+    int formatClears = 0;
+    std::vector<PrPixelFormat> formats;
+    // AEGP.
+    std::vector<std::string> registered;
+    A_Err registerResult = 0;
+    std::vector<std::string> scripts;
+    std::string scriptResult = "ok";
+    A_Err scriptError = 0;
+    int memHandlesLive = 0;
+    // Handle suite and utils handles.
+    bool failNewHandle = false;
+    int handlesLive = 0;
+    int resizeCalls = 0;
+    std::map<std::string, int> acquired, released;
+
+    // Handles made by this host.
+    PF_Handle newHandle(std::size_t size);
+    std::size_t sizeOf(PF_Handle h) const;
+    bool isHostHandle(PF_Handle h) const;
+
+    struct Block {
+        void* data;
+        std::size_t size;
+    };
+    std::map<PF_Handle, Block*> handles;
+};
