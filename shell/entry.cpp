@@ -55,10 +55,12 @@ PF_Err dispatch(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_ParamDe
     }
 }
 
+// A failure the user should see: the message goes to the host with the flag
+// that makes it show it.
 void setMessage(PF_OutData* out_data, const char* text)
 {
-    if (out_data)
-        std::snprintf(out_data->return_msg, sizeof out_data->return_msg, "%s", text);
+    std::snprintf(out_data->return_msg, sizeof out_data->return_msg, "%s", text);
+    out_data->out_flags |= PF_OutFlag_DISPLAY_ERROR_MESSAGE;
 }
 
 bool handled(PF_Cmd cmd)

@@ -110,6 +110,26 @@ TEST(EntryPoint, FrameCommandsWithoutAnInstanceRecord)
     EXPECT_TRUE(h.scripts.empty());
 }
 
+TEST(EntryPoint, NoExceptionCrossesTheEntryPoint)
+{
+    _GLFX_CODE = kEdgeCases;
+    {
+        FakeHost h;
+        ASSERT_EQ(call(h, PF_Cmd_GLOBAL_SETUP), PF_Err_NONE);
+        h.in.global_data = h.out.global_data;
+        h.addParamThrows = 1;
+        EXPECT_EQ(call(h, PF_Cmd_PARAMS_SETUP), PF_Err_OUT_OF_MEMORY);
+        EXPECT_STRNE(h.out.return_msg, "");
+        h.addParamThrows = 2;
+        std::memset(h.out.return_msg, 0, sizeof h.out.return_msg);
+        EXPECT_EQ(call(h, PF_Cmd_PARAMS_SETUP), PF_Err_INTERNAL_STRUCT_DAMAGED);
+        EXPECT_STREQ(h.out.return_msg, "host failure");
+        EXPECT_NE(h.out.out_flags & PF_OutFlag_DISPLAY_ERROR_MESSAGE, 0);
+        EXPECT_EQ(call(h, PF_Cmd_GLOBAL_SETDOWN), PF_Err_NONE);
+    }
+    _GLFX_CODE = nullptr;
+}
+
 TEST(EntryPoint, EmbeddedDescriptionDrivesSetupAndAbout)
 {
     _GLFX_CODE = kEdgeCases;

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <stdexcept>
 
 #include "sdk/AE_EffectSuites.h"
@@ -71,6 +72,10 @@ PF_Err addParamCb(PF_ProgPtr, PF_ParamIndex index, PF_ParamDefPtr def)
     FakeHost& f = host();
     if (index != -1)
         return PF_Err_BAD_CALLBACK_PARAM;
+    if (f.addParamThrows == 1)
+        throw std::bad_alloc();
+    if (f.addParamThrows == 2)
+        throw std::runtime_error("host failure");
     if (static_cast<int>(f.added.size()) == f.failAddParamAt)
         return f.addParamResult;
     f.added.push_back(*def);
