@@ -41,6 +41,24 @@ public:
     // 0: add_param returns; 1: it throws std::bad_alloc; 2: std::runtime_error.
     int addParamThrows = 0;
 
+    // checkout_param / checkin_param: (index, time) of each checkout; the
+    // checkout of `failCheckoutAt` fails with PF_Err_BAD_CALLBACK_PARAM.
+    std::vector<std::pair<PF_ParamIndex, A_long>> checkouts;
+    PF_ParamIndex failCheckoutAt = -1;
+    int checkins = 0;
+    // Smart pre-render checkout_layer: (index, checkout id, time), and the
+    // rectangles it answers.
+    struct LayerCheckout {
+        PF_ParamIndex index;
+        A_long id;
+        A_long time;
+    };
+    std::vector<LayerCheckout> layerCheckouts;
+    PF_LRect layerResult{0, 0, 0, 0};
+    PF_LRect layerMaxResult{0, 0, 0, 0};
+    PF_Err layerCheckoutResult = PF_Err_NONE;
+    PF_PreRenderCallbacks preRenderCallbacks{};
+
     // Pixel format suite.
     int formatClears = 0;
     std::vector<PrPixelFormat> formats;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "FakeHost.h"
+#include "gl/AE_GL_Context.h"
 #include "gl/EffectData.h"
 #include "shell/EntryPoint.h"
 
@@ -47,13 +48,47 @@ type=none
 name=Centre
 param=centre
 type=point
-default=150,0.5
+default=150|0.5
 
 [par5]
 name=Angle
 param=angle
 type=angle
 default=45.9
+)";
+
+// Layers at description indices 3 (two frames later) and 5, other types
+// around them.
+const char* kLayers = R"([settings]
+name=Layers
+version=1
+description=Two layers.
+
+[par1]
+name=Gain
+param=gain
+type=float
+
+[par2]
+name=On
+param=on
+type=check
+
+[par3]
+name=Later
+param=later
+type=layer
+time=2
+
+[par4]
+name=Tint
+param=tint
+type=color
+
+[par5]
+name=Now
+param=now
+type=layer
 )";
 
 PF_Err call(FakeHost& h, PF_Cmd cmd, void* extra = nullptr, PF_ParamDef** params = nullptr,
@@ -128,6 +163,119 @@ TEST(EntryPoint, NoExceptionCrossesTheEntryPoint)
         EXPECT_EQ(call(h, PF_Cmd_GLOBAL_SETDOWN), PF_Err_NONE);
     }
     _GLFX_CODE = nullptr;
+}
+
+// Global and sequence setup with `text` as the embedded description.
+void startInstance(FakeHost& h, const char* text)
+{
+    _GLFX_CODE = text;
+    ASSERT_EQ(call(h, PF_Cmd_GLOBAL_SETUP), PF_Err_NONE);
+    h.in.global_data = h.out.global_data;
+    ASSERT_EQ(call(h, PF_Cmd_SEQUENCE_SETUP), PF_Err_NONE);
+    h.in.sequence_data = h.out.sequence_data;
+}
+
+void stopInstance(FakeHost& h)
+{
+    EXPECT_EQ(call(h, PF_Cmd_SEQUENCE_SETDOWN), PF_Err_NONE);
+    EXPECT_EQ(call(h, PF_Cmd_GLOBAL_SETDOWN), PF_Err_NONE);
+    EXPECT_EQ(h.handlesLive, 0);
+    _GLFX_CODE = nullptr;
+}
+
+TEST(EntryPoint, SmartPreRenderUnionsTheInputAndAsksForEveryLayer)
+{
+    FakeHost h;
+    startInstance(h, kLayers);
+    h.in.current_time = 5000;
+    h.layerResult = {1, 2, 30, 40};
+    h.layerMaxResult = {0, 0, 64, 48};
+
+    PF_PreRenderInput input{};
+    PF_PreRenderOutput output{};
+    PF_PreRenderExtra extra{&input, &output, &h.preRenderCallbacks};
+    ASSERT_EQ(call(h, PF_Cmd_SMART_PRE_RENDER, &extra), PF_Err_NONE);
+    // An empty rectangle takes the input's.
+    EXPECT_EQ(output.result_rect.left, 1);
+    EXPECT_EQ(output.result_rect.top, 2);
+    EXPECT_EQ(output.result_rect.right, 30);
+    EXPECT_EQ(output.result_rect.bottom, 40);
+    EXPECT_EQ(output.max_result_rect.right, 64);
+    EXPECT_EQ(output.max_result_rect.bottom, 48);
+
+    ASSERT_EQ(h.layerCheckouts.size(), 3u);
+    EXPECT_EQ(h.layerCheckouts[0].index, 0);
+    EXPECT_EQ(h.layerCheckouts[0].id, 0);
+    EXPECT_EQ(h.layerCheckouts[0].time, 5000);
+    EXPECT_EQ(h.layerCheckouts[1].index, 3);
+    EXPECT_EQ(h.layerCheckouts[1].id, 3);
+    EXPECT_EQ(h.layerCheckouts[1].time, 5000 + 2 * 1000);
+    EXPECT_EQ(h.layerCheckouts[2].index, 5);
+    EXPECT_EQ(h.layerCheckouts[2].id, 5);
+    EXPECT_EQ(h.layerCheckouts[2].time, 5000);
+
+    // A rectangle already set grows to hold the input's.
+    output.result_rect = {-5, 0, 10, 10};
+    h.layerCheckouts.clear();
+    ASSERT_EQ(call(h, PF_Cmd_SMART_PRE_RENDER, &extra), PF_Err_NONE);
+    EXPECT_EQ(output.result_rect.left, -5);
+    EXPECT_EQ(output.result_rect.top, 0);
+    EXPECT_EQ(output.result_rect.right, 30);
+    EXPECT_EQ(output.result_rect.bottom, 40);
+
+    // The first failing checkout ends the command.
+    h.layerCheckoutResult = PF_Err_OUT_OF_MEMORY;
+    h.layerCheckouts.clear();
+    EXPECT_EQ(call(h, PF_Cmd_SMART_PRE_RENDER, &extra), PF_Err_OUT_OF_MEMORY);
+    EXPECT_EQ(h.layerCheckouts.size(), 1u);
+    stopInstance(h);
+}
+
+TEST(EntryPoint, RenderChecksOutAtTheLayersTimeAndChecksEverythingIn)
+{
+    FakeHost h;
+    startInstance(h, kLayers);
+    EffectData* d = static_cast<EffectData*>(*h.in.sequence_data);
+    // A context that exists but was never set up, so no GPU work starts.
+    d->glContext = new AE_GL_Context();
+
+    // No input world.
+    EXPECT_EQ(call(h, PF_Cmd_RENDER), PF_Err_INTERNAL_STRUCT_DAMAGED);
+    PF_ParamDef inputParam{};
+    PF_ParamDef* params[1] = {&inputParam};
+    EXPECT_EQ(call(h, PF_Cmd_RENDER, nullptr, params, nullptr), PF_Err_INTERNAL_STRUCT_DAMAGED);
+
+    // A failing checkout ends the render; what was checked out goes back.
+    PF_LayerDef output{};
+    h.in.current_time = 3000;
+    h.failCheckoutAt = 4;
+    EXPECT_EQ(call(h, PF_Cmd_RENDER, nullptr, params, &output), PF_Err_BAD_CALLBACK_PARAM);
+    ASSERT_EQ(h.checkouts.size(), 3u);
+    EXPECT_EQ(h.checkouts[0], std::make_pair(PF_ParamIndex(1), A_long(3000)));
+    EXPECT_EQ(h.checkouts[1], std::make_pair(PF_ParamIndex(2), A_long(3000)));
+    EXPECT_EQ(h.checkouts[2], std::make_pair(PF_ParamIndex(3), A_long(3000 + 2 * 1000)));
+    EXPECT_EQ(h.checkins, 3);
+    EXPECT_EQ(d->layers[0], &inputParam.u.ld);
+
+    // Smart render without the input's pixels.
+    PF_SmartRenderCallbacks cb{};
+    cb.checkout_layer_pixels = [](PF_ProgPtr, A_long, PF_EffectWorld** w) -> PF_Err {
+        *w = nullptr;
+        return PF_Err_NONE;
+    };
+    cb.checkout_output = [](PF_ProgPtr, PF_EffectWorld** w) -> PF_Err {
+        static PF_EffectWorld out{};
+        *w = &out;
+        return PF_Err_NONE;
+    };
+    PF_SmartRenderInput smartInput{};
+    PF_SmartRenderExtra smart{&smartInput, &cb};
+    EXPECT_EQ(call(h, PF_Cmd_SMART_RENDER, &smart, params), PF_Err_INTERNAL_STRUCT_DAMAGED);
+
+    // Release the context without taking it down on a GPU it never had.
+    EXPECT_EQ(call(h, PF_Cmd_SEQUENCE_FLATTEN), PF_Err_NONE);
+    EXPECT_EQ(d->glContext, nullptr);
+    stopInstance(h);
 }
 
 TEST(EntryPoint, EmbeddedDescriptionDrivesSetupAndAbout)

@@ -82,6 +82,33 @@ PF_Err addParamCb(PF_ProgPtr, PF_ParamIndex index, PF_ParamDefPtr def)
     return PF_Err_NONE;
 }
 
+// ---- checkouts ----
+PF_Err checkoutParamCb(PF_ProgPtr, PF_ParamIndex index, A_long time, A_long, A_u_long, PF_ParamDef* def)
+{
+    FakeHost& f = host();
+    if (index == f.failCheckoutAt)
+        return PF_Err_BAD_CALLBACK_PARAM;
+    f.checkouts.push_back({index, time});
+    def->uu.id = index + 1;
+    return PF_Err_NONE;
+}
+PF_Err checkinParamCb(PF_ProgPtr, PF_ParamDef*)
+{
+    ++host().checkins;
+    return PF_Err_NONE;
+}
+PF_Err checkoutLayerCb(PF_ProgPtr, PF_ParamIndex index, A_long id, const PF_RenderRequest*, A_long time,
+                       A_long, A_u_long, PF_CheckoutResult* result)
+{
+    FakeHost& f = host();
+    f.layerCheckouts.push_back({index, id, time});
+    if (f.layerCheckoutResult != PF_Err_NONE)
+        return f.layerCheckoutResult;
+    result->result_rect = f.layerResult;
+    result->max_result_rect = f.layerMaxResult;
+    return PF_Err_NONE;
+}
+
 // ---- suites ----
 PF_Err clearFormatsCb(PF_ProgPtr)
 {
@@ -209,6 +236,9 @@ FakeHost::FakeHost(bool premiere)
     in.utils = &utils;
     in.pica_basicP = &basic;
     in.inter.add_param = addParamCb;
+    in.inter.checkout_param = checkoutParamCb;
+    in.inter.checkin_param = checkinParamCb;
+    preRenderCallbacks.checkout_layer = checkoutLayerCb;
     in.appl_id = premiere ? PF_APPL_ID_PREMIERE : PF_APPL_ID_AFTER_FX;
     in.effect_ref = this;
     in.time_step = 1000;
