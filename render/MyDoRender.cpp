@@ -1,0 +1,217 @@
+#include "render/MyDoRender.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <string>
+
+#include <epoxy/gl.h>
+
+#include "gl/AE_GL_Context.h"
+#include "gl/Defines.h"
+#include "gl/Description.h"
+#include "render/Transfer.h"
+#include "sdk/AE_EffectSuites.h"
+#include "sdk/SPBasic.h"
+
+namespace {
+
+constexpr int kEmptyLayerSize = 100;  // buffer size assumed for an empty layer
+constexpr std::size_t kPixelBytes = 4 * sizeof(float);
+
+// Size of a layer for buffer purposes: an empty (or missing) layer counts as
+// 100 x 100.
+void layerSize(const PF_LayerDef* layer, int& w, int& h)
+{
+    w = layer ? layer->width : 0;
+    h = layer ? layer->height : 0;
+    if (w <= 0 || h <= 0) {
+        w = kEmptyLayerSize;
+        h = kEmptyLayerSize;
+    }
+}
+
+inline long long area(long long w, long long h) { return w * h; }
+
+void frameValues(const PF_InData* in_data, RenderData* r)
+{
+    const PF_RationalScale& par = in_data->pixel_aspect_ratio;
+    r->pixelRatio = par.den == 0 ? 1.0f
+                                 : static_cast<float>(static_cast<double>(par.num) / static_cast<double>(par.den));
+    // Not guarded: a zero denominator gives an infinite (or NaN) factor, which
+    // the shaders see as it is.
+    r->downsampleX = static_cast<float>(in_data->downsample_x.num) / static_cast<float>(in_data->downsample_x.den);
+    r->downsampleY = static_cast<float>(in_data->downsample_y.num) / static_cast<float>(in_data->downsample_y.den);
+}
+
+void rebuildPrograms(RenderData* r)
+{
+    if (!r->glContext || !r->rebuild)
+        return;
+    {
+        const std::string preamble = getDefines(r);
+        r->glContext->InitGL(preamble, true);
+    }
+    r->rebuild = false;
+}
+
+void growLayerBuffers(RenderData* r, const PF_LayerDef* output, int first, int end)
+{
+    for (int i = first; i < end; ++i) {
+        int w, h;
+        layerSize(r->layers[i], w, h);
+        if (area(w, h) > area(r->bufferWidth[i], r->bufferHeight[i]) || !r->layerBuffers[i]) {
+            // Forget the old size first, so that a failed allocation is
+            // retried at the next frame instead of leaving a null buffer
+            // that looks large enough.
+            r->bufferWidth[i] = 0;
+            r->bufferHeight[i] = 0;
+            AllocatePixelBuffer(&r->layerBuffers[i], std::max<long long>(w, output->width),
+                                std::max<long long>(h, output->height));
+            r->bufferWidth[i] = w;
+            r->bufferHeight[i] = h;
+        }
+        r->layerWidth[i] = w;
+        r->layerHeight[i] = h;
+    }
+}
+
+void growOutputBuffer(RenderData* r, const PF_LayerDef* output)
+{
+    int w, h;
+    layerSize(r->layers[0], w, h);
+    const long long held = area(r->outputBufferWidth, r->outputBufferHeight);
+    // The buffer is sized from the input layer; an output world larger than
+    // what the buffer was sized for also needs a new one, as the passes read
+    // back output.width x output.height pixels into it.
+    const bool outputTooLarge = area(std::max(output->width, 0), std::max(output->height, 0)) > held;
+    if (area(w, h) > held || outputTooLarge || !r->outputBuffer) {
+        const long long bw = std::max<long long>({output->width, w, r->outputBufferWidth});
+        const long long bh = std::max<long long>({output->height, h, r->outputBufferHeight});
+        r->outputBufferWidth = 0;
+        r->outputBufferHeight = 0;
+        AllocatePixelBuffer(&r->outputBuffer, bw, bh);
+        r->outputBufferWidth = w;
+        r->outputBufferHeight = h;
+    }
+}
+
+// Copies the worlds into the float buffers as they are (the host's channel
+// order and depth), runs the passes when possible and copies the output
+// buffer back, `pixelSize` bytes a pixel.
+void directTransfer(RenderData* r, PF_LayerDef* output, int first, int end, std::size_t pixelSize, int glType)
+{
+    for (int i = first; i < end; ++i) {
+        const PF_LayerDef* layer = r->layers[i];
+        if (r->layerSkip[i] || !layer || !layer->data || !r->layerBuffers[i] || layer->height <= 0 ||
+            layer->width <= 0)
+            continue;
+        const std::size_t rowBytes = static_cast<std::size_t>(layer->width) * pixelSize;
+        const char* src = reinterpret_cast<const char*>(layer->data);
+        char* dst = reinterpret_cast<char*>(r->layerBuffers[i]);
+        for (int y = 0; y < layer->height; ++y) {
+            std::memcpy(dst, src, rowBytes);
+            src += layer->rowbytes;
+            dst += rowBytes;
+        }
+    }
+    if (ContextReady(r))
+        r->glContext->ProcessGL(r, GL_RGBA, glType);
+    if (!output->data || !r->outputBuffer || output->width <= 0 || output->height <= 0)
+        return;
+    const std::size_t rowBytes = static_cast<std::size_t>(output->width) * pixelSize;
+    const char* src = reinterpret_cast<const char*>(r->outputBuffer);
+    char* dst = reinterpret_cast<char*>(output->data);
+    for (int y = 0; y < output->height; ++y) {
+        std::memcpy(dst, src, rowBytes);
+        src += rowBytes;
+        dst += output->rowbytes;
+    }
+}
+
+}  // namespace
+
+void AllocatePixelBuffer(float** buffer, long long width, long long height)
+{
+    std::free(*buffer);
+    *buffer = nullptr;
+    const long long w = std::max(width, 0LL);
+    const long long h = std::max(height, 0LL);
+    // Sizes are computed as the 32-bit host would: a count that does not fit
+    // in 32 bits is a request that cannot be served.
+    const unsigned long long pixels = static_cast<unsigned long long>(w) * static_cast<unsigned long long>(h);
+    if (h != 0 && pixels / static_cast<unsigned long long>(h) != static_cast<unsigned long long>(w))
+        throw std::bad_alloc();
+    const unsigned long long bytes = pixels * kPixelBytes;
+    if (pixels > UINT32_MAX / kPixelBytes || bytes > UINT32_MAX)
+        throw std::bad_alloc();
+    void* p = std::malloc(bytes == 0 ? kPixelBytes : static_cast<std::size_t>(bytes));
+    if (!p)
+        throw std::bad_alloc();
+    *buffer = static_cast<float*>(p);
+}
+
+PF_Err MyDoRender(PF_InData* in_data, PF_LayerDef* /*input*/, RenderData* render, PF_OutData* /*out_data*/,
+                  PF_LayerDef* output, PF_ParamDef** /*params*/)
+{
+    if (!in_data || !render || !output)
+        return PF_Err_BAD_CALLBACK_PARAM;
+
+    const glfxsettings& settings = glfxDescription().settings;
+    const int first = std::max(settings.noinput, 0);
+    const int end = std::min(settings.layerCount, glfxlimits::kMaxInputs);
+
+    frameValues(in_data, render);
+    rebuildPrograms(render);
+    growLayerBuffers(render, output, first, end);
+    if (settings.shaders > 0)
+        growOutputBuffer(render, output);
+
+    render->time = in_data->current_time;
+    render->outputWidth = output->width;
+    render->outputHeight = output->height;
+
+    const SPBasicSuite* basic = in_data->pica_basicP;
+    if (!basic || !basic->AcquireSuite || !basic->ReleaseSuite)
+        return PF_Err_BAD_CALLBACK_PARAM;
+    const void* suiteP = nullptr;
+    const SPErr acquired = basic->AcquireSuite(kPFWorldSuite, kPFWorldSuiteVersion2, &suiteP);
+    if (acquired != kSPNoError)
+        return static_cast<PF_Err>(acquired);
+
+    PF_Err result = PF_Err_NONE;
+    const PF_WorldSuite2* world = static_cast<const PF_WorldSuite2*>(suiteP);
+    PF_PixelFormat format = PF_PixelFormat_INVALID;
+    if (world && world->PF_GetPixelFormat)
+        world->PF_GetPixelFormat(output, &format);  // its own result is not needed: an
+                                                    // unknown format is refused below
+    const bool fast = settings.fast;
+    const bool fastDeep = fast && !render->isPremiere;
+    switch (format) {
+    case PF_PixelFormat_ARGB32:
+        if (fast)
+            directTransfer(render, output, first, end, 4, GL_UNSIGNED_INT_8_8_8_8_REV);
+        else
+            Render8(in_data, output, render);
+        break;
+    case PF_PixelFormat_ARGB64:
+        if (fastDeep)
+            Render16_Fast(in_data, output, render);
+        else
+            Render16(in_data, output, render);
+        break;
+    case PF_PixelFormat_ARGB128:
+        if (fastDeep)
+            directTransfer(render, output, first, end, 16, GL_FLOAT);
+        else
+            RenderFloat(in_data, output, render);
+        break;
+    default:
+        result = PF_Err_BAD_CALLBACK_PARAM;
+        break;
+    }
+    basic->ReleaseSuite(kPFWorldSuite, kPFWorldSuiteVersion2);
+    return result;
+}

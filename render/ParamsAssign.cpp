@@ -1,0 +1,97 @@
+#include "render/ParamsAssign.h"
+
+#include <cstdlib>
+
+#include "gl/Description.h"
+#include "render/GlobalData.h"
+#include "render/StreamAccess.h"
+#include "sdk/AE_SuiteHandler.h"
+
+namespace {
+
+constexpr double kPi = 3.141592653589793;
+
+// Integer part of a 16.16 fixed value, rounded toward minus infinity.
+inline int fixedToInt(PF_Fixed v) { return static_cast<int>(v >> 16); }
+
+void assignValue(const glfxpar& d, const PF_ParamDef& p, float* value)
+{
+    switch (d.type) {
+    case GLFX_INT:
+    case GLFX_FLOAT:
+    case GLFX_FLOAT2:
+        value[0] = static_cast<float>(p.u.fs_d.value);
+        break;
+    case GLFX_CHECK:
+        value[0] = static_cast<float>(p.u.bd.value);
+        break;
+    case GLFX_POPUP:
+        // Host popups count from 1, shaders from 0.
+        value[0] = static_cast<float>(p.u.pd.value - 1);
+        break;
+    case GLFX_COLOR:
+        // The host alpha is not a parameter value; value[3] keeps its own.
+        value[0] = static_cast<float>(p.u.cd.value.red) / 255.0f;
+        value[1] = static_cast<float>(p.u.cd.value.green) / 255.0f;
+        value[2] = static_cast<float>(p.u.cd.value.blue) / 255.0f;
+        break;
+    case GLFX_ANGLE: {
+        const int degrees = fixedToInt(p.u.ad.value);
+        // With the switch on, shaders get radians, turning the other way.
+        value[0] = d.flags > 0 ? static_cast<float>(degrees * -kPi / 180.0) : static_cast<float>(degrees);
+        break;
+    }
+    case GLFX_POINT:
+        // Layer pixels, not scaled by the downsample factors.
+        value[0] = static_cast<float>(fixedToInt(p.u.td.x_value));
+        value[1] = static_cast<float>(fixedToInt(p.u.td.y_value));
+        break;
+    default:
+        break;
+    }
+}
+
+}  // namespace
+
+void ParamsAssign(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** params, PF_LayerDef* /*input*/,
+                  PF_LayerDef* /*output*/, RenderData* record)
+{
+    if (!in_data || !out_data || !params || !record)
+        return;
+    const GlobalData* global = out_data->global_data ? *reinterpret_cast<GlobalData**>(out_data->global_data) : nullptr;
+    if (!global)
+        return;
+
+    const cglfx& fx = glfxDescription();
+    AEGP_SuiteHandler suites(in_data->pica_basicP);
+    StreamAccess streams(suites, global->pluginID, in_data->effect_ref);
+
+    const int count = fx.settings.params < glfxlimits::kMaxParams ? fx.settings.params : glfxlimits::kMaxParams;
+    int slot = 1;
+    A_Err streamErr = A_Err_NONE;
+    for (int i = 1; i < count; ++i) {
+        const glfxpar& d = fx.par[i];
+        const PF_ParamDef* p = params[i];
+        if (p) {
+            if (d.type == GLFX_LAYER) {
+                if (slot < glfxlimits::kMaxInputs)
+                    record->layers[slot] = const_cast<PF_LayerDef*>(&p->u.ld);
+                ++slot;
+            } else {
+                assignValue(d, *p, record->values[i]);
+            }
+        } else if (d.type == GLFX_LAYER) {
+            ++slot;  // keep the later layers in their slots
+        }
+
+        // Hidden (2) or shown again (-2) by a group switch: tell the host's
+        // stream. The first failure stops these updates for this call.
+        if (!record->isPremiere && std::abs(record->visibility[i]) == 2 && streamErr == A_Err_NONE)
+            streamErr = streams.setHidden(i, record->visibility[i] > 0);
+
+        // The parameters' UI flags are not pushed from here: ParamsChanged
+        // updates the UI when a switch changes.
+        out_data->out_flags |= PF_OutFlag_REFRESH_UI;
+    }
+    suites.ReleaseAllSuites();
+}
