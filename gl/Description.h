@@ -1,0 +1,11 @@
+// The process-wide parsed effect description. It is parsed once at global
+// setup and read-only afterwards; everything reads it through
+// glfxDescription().
+#pragma once
+
+#include "glfx/cglfx.h"
+
+extern cglfx _glfx;
+
+// The process-wide description object (_glfx).
+cglfx& glfxDescription();
