@@ -1,0 +1,16 @@
+#include "gl/Defines.h"
+
+#include "gl/Description.h"
+#include "glfx/defines.h"
+#include "glfx/strings.h"
+
+std::string getDefines(EffectData* data)
+{
+    if (!data || !data->defines)
+        return std::string();
+    std::map<std::string, std::string>& defines = *data->defines;
+    defines[glfxtext::defineFixedOn()] = "0";
+    defines.erase(glfxtext::defineFixedOff());
+    updateParamDefines(glfxDescription(), data->values, defines);
+    return definesText(defines);
+}

@@ -1,0 +1,8 @@
+#include "gl/Description.h"
+
+cglfx _glfx;
+
+cglfx& glfxDescription()
+{
+    return _glfx;
+}
