@@ -76,7 +76,29 @@ inline std::uint16_t wrap16(float v)
     return static_cast<std::uint16_t>(static_cast<std::uint32_t>(truncWrap(v * 32768.0f)) & 0xFFFFu);
 }
 
-template <int I0, int I1, int I2, int I3>
+#ifdef GLFX_TRANSFER_SSE2
+// Stores of the vector loops. Streaming stores bypass the cache: a UHD frame
+// is far larger than the cache, and a plain store would first read every
+// destination line it writes. Streaming needs a 16-byte aligned destination.
+template <bool Stream>
+inline void storeFloats(float* p, __m128 v)
+{
+    if (Stream)
+        _mm_stream_ps(p, v);
+    else
+        _mm_storeu_ps(p, v);
+}
+template <bool Stream>
+inline void storeInts(void* p, __m128i v)
+{
+    if (Stream)
+        _mm_stream_si128(reinterpret_cast<__m128i*>(p), v);
+    else
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v);
+}
+#endif
+
+template <bool Stream, int I0, int I1, int I2, int I3>
 void rowIn8(const std::uint8_t* __restrict src, float* __restrict dst, int width)
 {
     int x = 0;
@@ -92,7 +114,7 @@ void rowIn8(const std::uint8_t* __restrict src, float* __restrict dst, int width
         for (int n = 0; n < 4; ++n) {
             __m128 f = _mm_mul_ps(_mm_cvtepi32_ps(p[n]), k);
             f = _mm_shuffle_ps(f, f, _MM_SHUFFLE(I3, I2, I1, I0));
-            _mm_storeu_ps(dst + 4 * (x + n), f);
+            storeFloats<Stream>(dst + 4 * (x + n), f);
         }
     }
 #endif
@@ -106,7 +128,7 @@ void rowIn8(const std::uint8_t* __restrict src, float* __restrict dst, int width
     }
 }
 
-template <int O0, int O1, int O2, int O3>
+template <bool Stream, int O0, int O1, int O2, int O3>
 void rowOut8(const float* __restrict src, std::uint8_t* __restrict dst, int width)
 {
     int x = 0;
@@ -127,7 +149,7 @@ void rowOut8(const float* __restrict src, std::uint8_t* __restrict dst, int widt
         }
         const __m128i w0 = _mm_packs_epi32(q[0], q[1]);
         const __m128i w1 = _mm_packs_epi32(q[2], q[3]);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 4 * x), _mm_packus_epi16(w0, w1));
+        storeInts<Stream>(dst + 4 * x, _mm_packus_epi16(w0, w1));
     }
 #endif
     for (; x < width; ++x) {
@@ -140,7 +162,7 @@ void rowOut8(const float* __restrict src, std::uint8_t* __restrict dst, int widt
     }
 }
 
-template <int I0, int I1, int I2, int I3>
+template <bool Stream, int I0, int I1, int I2, int I3>
 void rowIn16(const std::uint16_t* __restrict src, float* __restrict dst, int width)
 {
     int x = 0;
@@ -153,8 +175,8 @@ void rowIn16(const std::uint16_t* __restrict src, float* __restrict dst, int wid
         __m128 b = _mm_mul_ps(_mm_cvtepi32_ps(_mm_unpackhi_epi16(px, zero)), k);
         a = _mm_shuffle_ps(a, a, _MM_SHUFFLE(I3, I2, I1, I0));
         b = _mm_shuffle_ps(b, b, _MM_SHUFFLE(I3, I2, I1, I0));
-        _mm_storeu_ps(dst + 4 * x, a);
-        _mm_storeu_ps(dst + 4 * x + 4, b);
+        storeFloats<Stream>(dst + 4 * x, a);
+        storeFloats<Stream>(dst + 4 * x + 4, b);
     }
 #endif
     for (; x < width; ++x) {
@@ -179,7 +201,7 @@ inline __m128i packUnsigned16(__m128i a, __m128i b)
 }
 #endif
 
-template <int O0, int O1, int O2, int O3>
+template <bool Stream, int O0, int O1, int O2, int O3>
 void rowOut16(const float* __restrict src, std::uint16_t* __restrict dst, int width)
 {
     int x = 0;
@@ -195,7 +217,7 @@ void rowOut16(const float* __restrict src, std::uint16_t* __restrict dst, int wi
         a = _mm_mul_ps(_mm_min_ps(_mm_max_ps(a, zero), one), k);
         b = _mm_mul_ps(_mm_min_ps(_mm_max_ps(b, zero), one), k);
         const __m128i p = packUnsigned16(_mm_cvttps_epi32(a), _mm_cvttps_epi32(b));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 4 * x), p);
+        storeInts<Stream>(dst + 4 * x, p);
     }
 #endif
     for (; x < width; ++x) {
@@ -208,6 +230,7 @@ void rowOut16(const float* __restrict src, std::uint16_t* __restrict dst, int wi
     }
 }
 
+template <bool Stream>
 void rowOut16Wrap(const float* __restrict src, std::uint16_t* __restrict dst, int width)
 {
     int x = 0;
@@ -220,7 +243,7 @@ void rowOut16Wrap(const float* __restrict src, std::uint16_t* __restrict dst, in
         __m128i b = _mm_cvttps_epi32(_mm_mul_ps(_mm_loadu_ps(src + 4 * x + 4), k));
         a = _mm_srai_epi32(_mm_slli_epi32(a, 16), 16);
         b = _mm_srai_epi32(_mm_slli_epi32(b, 16), 16);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 4 * x), _mm_packs_epi32(a, b));
+        storeInts<Stream>(dst + 4 * x, _mm_packs_epi32(a, b));
     }
 #endif
     for (; x < width; ++x) {
@@ -234,7 +257,7 @@ void rowOut16Wrap(const float* __restrict src, std::uint16_t* __restrict dst, in
 }
 
 // Float pixels: a pure reordering, bit for bit.
-template <int P0, int P1, int P2, int P3>
+template <bool Stream, int P0, int P1, int P2, int P3>
 void rowShuffleFloat(const float* __restrict src, float* __restrict dst, int width)
 {
     int x = 0;
@@ -242,8 +265,8 @@ void rowShuffleFloat(const float* __restrict src, float* __restrict dst, int wid
     for (; x + 2 <= width; x += 2) {
         __m128 a = _mm_loadu_ps(src + 4 * x);
         __m128 b = _mm_loadu_ps(src + 4 * x + 4);
-        _mm_storeu_ps(dst + 4 * x, _mm_shuffle_ps(a, a, _MM_SHUFFLE(P3, P2, P1, P0)));
-        _mm_storeu_ps(dst + 4 * x + 4, _mm_shuffle_ps(b, b, _MM_SHUFFLE(P3, P2, P1, P0)));
+        storeFloats<Stream>(dst + 4 * x, _mm_shuffle_ps(a, a, _MM_SHUFFLE(P3, P2, P1, P0)));
+        storeFloats<Stream>(dst + 4 * x + 4, _mm_shuffle_ps(b, b, _MM_SHUFFLE(P3, P2, P1, P0)));
     }
 #endif
     for (; x < width; ++x) {
@@ -256,9 +279,27 @@ void rowShuffleFloat(const float* __restrict src, float* __restrict dst, int wid
 
 // ---- Whole frames ----------------------------------------------------------
 
-// Converts every transferred layer into its float buffer with `row`.
-template <typename HostChannel, typename RowIn>
-void layersIn(EffectData* r, RowIn row)
+// Frames above this many destination bytes are written with streaming stores.
+constexpr std::size_t kStreamBytes = std::size_t(4) << 20;
+
+template <typename Src, typename Dst>
+struct RowFns {
+    void (*plain)(const Src*, Dst*, int);
+    void (*stream)(const Src*, Dst*, int);
+};
+
+inline bool aligned16(const void* p) { return (reinterpret_cast<std::uintptr_t>(p) & 15u) == 0; }
+
+inline void finishStreaming()
+{
+#ifdef GLFX_TRANSFER_SSE2
+    _mm_sfence();  // make the streamed stores visible before the buffers are used
+#endif
+}
+
+// Converts every transferred layer into its float buffer.
+template <typename HostChannel>
+void layersIn(EffectData* r, RowFns<HostChannel, float> row)
 {
     const LayerRange range = layerRange();
     const std::ptrdiff_t pixelSize = 4 * static_cast<std::ptrdiff_t>(sizeof(HostChannel));
@@ -268,43 +309,53 @@ void layersIn(EffectData* r, RowIn row)
         if (r->layerSkip[i] || !layer || !buffer || !layer->data || layer->height <= 0 || layer->width <= 0)
             continue;
         const int width = layer->width;
+        const std::size_t bufferBytes = static_cast<std::size_t>(width) * layer->height * 16;
+        // Buffer rows are whole pixels of 16 bytes, so an aligned buffer
+        // keeps every row aligned.
+        const auto fn = bufferBytes >= kStreamBytes && aligned16(buffer) ? row.stream : row.plain;
         const std::ptrdiff_t step = rowStep(layer, pixelSize);
         const char* src = reinterpret_cast<const char*>(layer->data);
         float* dst = buffer;
         for (int y = 0; y < layer->height; ++y) {
-            row(reinterpret_cast<const HostChannel*>(src), dst, width);
+            fn(reinterpret_cast<const HostChannel*>(src), dst, width);
             src += step;
             dst += 4 * static_cast<std::ptrdiff_t>(width);
         }
     }
+    finishStreaming();
 }
 
-// Converts the record's output buffer into the output world with `row`.
-template <typename HostChannel, typename RowOut>
-void bufferOut(EffectData* r, PF_LayerDef* output, RowOut row)
+// Converts the record's output buffer into the output world.
+template <typename HostChannel>
+void bufferOut(EffectData* r, PF_LayerDef* output, RowFns<float, HostChannel> row)
 {
     if (!output || !output->data || !r->outputBuffer || output->width <= 0 || output->height <= 0)
         return;
     const int width = output->width;
     const std::ptrdiff_t pixelSize = 4 * static_cast<std::ptrdiff_t>(sizeof(HostChannel));
     const std::ptrdiff_t step = rowStep(output, pixelSize);
+    const bool large = static_cast<std::size_t>(width) * output->height * pixelSize >= kStreamBytes;
     const float* src = r->outputBuffer;
     char* dst = reinterpret_cast<char*>(output->data);
     for (int y = 0; y < output->height; ++y) {
-        row(src, reinterpret_cast<HostChannel*>(dst), width);
+        const auto fn = large && aligned16(dst) ? row.stream : row.plain;
+        fn(src, reinterpret_cast<HostChannel*>(dst), width);
         src += 4 * static_cast<std::ptrdiff_t>(width);
         dst += step;
     }
+    finishStreaming();
 }
 
-template <typename HostChannel, typename RowIn, typename RowOut>
-void transfer(PF_LayerDef* output, EffectData* r, RowIn in, RowOut out)
+template <typename HostChannel>
+void transfer(PF_LayerDef* output, EffectData* r, RowFns<HostChannel, float> in, RowFns<float, HostChannel> out)
 {
     if (!r) return;
     layersIn<HostChannel>(r, in);
     RunPasses(r);
     bufferOut<HostChannel>(r, output, out);
 }
+
+#define GLFX_ROWS(fn, ...) {fn<false, __VA_ARGS__>, fn<true, __VA_ARGS__>}
 
 }  // namespace
 
@@ -322,30 +373,31 @@ void RunPasses(EffectData* record)
 
 void Render8(PF_InData*, PF_LayerDef* output, EffectData* record)
 {
+    using u8 = std::uint8_t;
     if (!record) return;
     if (!record->isPremiere) {
         // alpha, red, green, blue
-        transfer<std::uint8_t>(output, record, rowIn8<1, 2, 3, 0>, rowOut8<3, 0, 1, 2>);
+        transfer<u8>(output, record, GLFX_ROWS(rowIn8, 1, 2, 3, 0), GLFX_ROWS(rowOut8, 3, 0, 1, 2));
     } else if (!glfxDescription().settings.fast) {
         // blue, green, red, alpha
-        transfer<std::uint8_t>(output, record, rowIn8<2, 1, 0, 3>, rowOut8<2, 1, 0, 3>);
+        transfer<u8>(output, record, GLFX_ROWS(rowIn8, 2, 1, 0, 3), GLFX_ROWS(rowOut8, 2, 1, 0, 3));
     } else {
         // the host's bytes reversed, as the "fast" shaders expect them
-        transfer<std::uint8_t>(output, record, rowIn8<3, 2, 1, 0>, rowOut8<3, 2, 1, 0>);
+        transfer<u8>(output, record, GLFX_ROWS(rowIn8, 3, 2, 1, 0), GLFX_ROWS(rowOut8, 3, 2, 1, 0));
     }
 }
 
 void Render16(PF_InData*, PF_LayerDef* output, EffectData* record)
 {
-    transfer<std::uint16_t>(output, record, rowIn16<1, 2, 3, 0>, rowOut16<3, 0, 1, 2>);
+    transfer<std::uint16_t>(output, record, GLFX_ROWS(rowIn16, 1, 2, 3, 0), GLFX_ROWS(rowOut16, 3, 0, 1, 2));
 }
 
 void Render16_Fast(PF_InData*, PF_LayerDef* output, EffectData* record)
 {
-    transfer<std::uint16_t>(output, record, rowIn16<0, 1, 2, 3>, rowOut16Wrap);
+    transfer<std::uint16_t>(output, record, GLFX_ROWS(rowIn16, 0, 1, 2, 3), {rowOut16Wrap<false>, rowOut16Wrap<true>});
 }
 
 void RenderFloat(PF_InData*, PF_LayerDef* output, EffectData* record)
 {
-    transfer<float>(output, record, rowShuffleFloat<1, 2, 3, 0>, rowShuffleFloat<3, 0, 1, 2>);
+    transfer<float>(output, record, GLFX_ROWS(rowShuffleFloat, 1, 2, 3, 0), GLFX_ROWS(rowShuffleFloat, 3, 0, 1, 2));
 }
