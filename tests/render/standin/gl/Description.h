@@ -1,6 +1,0 @@
-// Test stand-in: the process-wide effect description.
-#pragma once
-
-#include "glfx/cglfx.h"
-
-cglfx& glfxDescription();
