@@ -1,6 +1,7 @@
 // glfx describe [--effect FILE]: the parsed description as JSON.
 #include "cli/commands.h"
 #include "cli/describe_json.h"
+#include "cli/host_params_json.h"
 
 #include <CLI/CLI.hpp>
 
@@ -25,15 +26,21 @@ void addDescribeCommand(CLI::App& app)
     CLI::App* cmd = app.add_subcommand(
         "describe",
         "Print the parsed effect description (settings, parameters, routing, presets, "
-        "shader sources) as one JSON object on standard output");
+        "shader sources) and the host parameters the plug-in registers at parameter setup "
+        "(host_params) as one JSON object on standard output");
     cmd->add_option("--effect", *effect,
                     "Effect description file to describe (default: the built-in effect)");
-    cmd->callback([effect]() {
+    auto host = std::make_shared<HostOptions>();
+    addPluginOptions(cmd, *host);
+    cmd->callback([effect, host]() {
         const std::string path = effect->empty() ? std::string(kBuiltinEffect) : *effect;
         std::string text = readTextFile(path);
         auto fx = std::make_unique<cglfx>();  // large: keep it off the stack
         fx->parse(text);
-        std::cout << describeDescription(*fx).dump(2) << "\n";
+        nlohmann::json json = describeDescription(*fx);
+        host->effect = *effect;
+        addHostParams(json, *host);
+        std::cout << json.dump(2) << "\n";
     });
 }
 

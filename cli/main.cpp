@@ -29,7 +29,9 @@ int main(int argc, char** argv)
 {
     CLI::App app{"glfx: render, inspect and package GPU effect descriptions"};
     app.require_subcommand(1);
+    glfxcli::addRenderCommand(app);
     glfxcli::addDescribeCommand(app);
+    glfxcli::addAboutCommand(app);
     glfxcli::addPackCommand(app);
     try {
         app.parse(argc, argv);
