@@ -143,6 +143,9 @@ void AE_GL_Context::UninitGL(bool deleteTextures)
         try {
             ContextScope scope(gl);
             if (scope.active()) {
+                // A program still in use is only flagged for deletion; the
+                // last pass's program is, so nothing is left in use first.
+                glUseProgram(0);
                 for (int i = 0; i < kSlots; ++i) {
                     if (shaders[i])
                         glDeleteShader(shaders[i]);

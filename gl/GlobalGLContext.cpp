@@ -38,15 +38,16 @@ bool usableDisplay(EGLDisplay dpy)
     return true;
 }
 
+// The platform entry points are looked up directly: before any display is
+// open, epoxy cannot tell which EGL version or extensions provide them.
 EGLDisplay platformDisplay(EGLenum platform, void* native)
 {
-    // EGL 1.5 has the core entry point; older libraries the EXT one.
-    if (epoxy_egl_version(EGL_NO_DISPLAY) >= 15)
-        return eglGetPlatformDisplay(platform, native, nullptr);
     const char* client = eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS);
-    if (listed("EGL_EXT_platform_base", client))
-        return eglGetPlatformDisplayEXT(platform, native, nullptr);
-    return EGL_NO_DISPLAY;
+    if (!listed("EGL_EXT_platform_base", client))
+        return EGL_NO_DISPLAY;
+    auto getDisplay = reinterpret_cast<PFNEGLGETPLATFORMDISPLAYEXTPROC>(
+        eglGetProcAddress("eglGetPlatformDisplayEXT"));
+    return getDisplay ? getDisplay(platform, native, nullptr) : EGL_NO_DISPLAY;
 }
 
 EGLDisplay openDisplay()
@@ -58,9 +59,11 @@ EGLDisplay openDisplay()
             return dpy;
     }
     if (listed("EGL_EXT_device_enumeration", client) || listed("EGL_EXT_device_base", client)) {
+        auto queryDevices =
+            reinterpret_cast<PFNEGLQUERYDEVICESEXTPROC>(eglGetProcAddress("eglQueryDevicesEXT"));
         EGLDeviceEXT devices[16];
         EGLint count = 0;
-        if (eglQueryDevicesEXT(16, devices, &count)) {
+        if (queryDevices && queryDevices(16, devices, &count)) {
             for (EGLint i = 0; i < count; ++i) {
                 EGLDisplay dpy = platformDisplay(EGL_PLATFORM_DEVICE_EXT, devices[i]);
                 if (usableDisplay(dpy))
