@@ -269,3 +269,37 @@ TEST(RealPlugin, DialogShowsTheBuildLogOfABrokenShader) {
     EXPECT_EQ(s.liveMemHandles(), 0);
     s.finish();
 }
+
+// A preset popup changed by the user: the plug-in writes the preset's values
+// into the parameter array with the changed flag and the host takes them over
+// in its own units (a point preset is a fraction of the rendered layer size).
+TEST(RealPlugin, UserChangeTakesOverPresetValues) {
+    REQUIRE_PLUGIN();
+    Plugin plugin(pluginPath());
+    plugin.setEffectText(
+        "[settings]\nname=Presets\n"
+        "[par1]\nname=Look\nparam=look\ntype=popup\npopup=Plain|Warm\nflags=3\n"
+        "[par2]\nname=Amount\nparam=amount\ntype=float\nmin=0\nmax=1\ndefault=0.2\n"
+        "[par3]\nname=Spot\nparam=spot\ntype=point\ndefault=0.5|0.5\n"
+        "[preset_look_1]\namount=0.75\nspot=0.25|0.5\n");
+    Session s(plugin, HostMode::AfterEffects);
+    ASSERT_EQ(s.start(), PF_Err_NONE);
+    ASSERT_EQ(s.added().size(), 3u);
+    World in(40, 20, 8), out(40, 20, 8);
+    ASSERT_EQ(s.render(in, out, 0.0), PF_Err_NONE);
+    EXPECT_EQ(s.value(3).u.td.x_value, 20 * 65536);   // 50 % of 40 pixels
+    EXPECT_EQ(s.value(3).u.td.y_value, 10 * 65536);
+    s.setPopup(1, 2);   // "Warm": preset number 1
+    ASSERT_EQ(s.userChangedParam(1), PF_Err_NONE);
+    EXPECT_DOUBLE_EQ(s.value(2).u.fs_d.value, 0.75f);
+    EXPECT_EQ(s.value(3).u.td.x_value, 10 * 65536);   // 0.25 × 40
+    EXPECT_EQ(s.value(3).u.td.y_value, 10 * 65536);   // 0.5 × 20
+    EXPECT_EQ(s.value(1).u.pd.value, 2);
+    const PF_OutFlags flags = s.records().commands.back().outFlags;
+    EXPECT_EQ(flags, PF_OutFlag_REFRESH_UI | PF_OutFlag_FORCE_RERENDER);
+    s.setPopup(1, 1);   // no preset for "Plain": nothing changes
+    ASSERT_EQ(s.userChangedParam(1), PF_Err_NONE);
+    EXPECT_DOUBLE_EQ(s.value(2).u.fs_d.value, 0.75f);
+    EXPECT_EQ(s.finish(), PF_Err_NONE);
+    EXPECT_TRUE(s.records().problems.empty()) << s.records().problems.front();
+}
