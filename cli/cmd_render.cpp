@@ -277,14 +277,16 @@ void addRenderCommand(CLI::App& app)
 {
     auto o = std::make_shared<RenderOptions>();
     CLI::App* cmd = app.add_subcommand(
-        "render",
-        "Render one frame, or a frame range, of the effect through the plug-in and the reference host.\n"
-        "Without INPUT a generated test pattern is rendered (colour bars, grey ramp, hue sweep, skin tones, "
-        "fine detail, bright highlights).\n"
+        "render", "Render one frame, or a frame range, of the effect through the plug-in and the reference host");
+    cmd->footer(
+        "Without INPUT a generated test pattern is rendered: colour bars, a grey ramp, a hue sweep, skin "
+        "tones, fine detail and bright highlights.\n"
         "Output depth: an 8-bit render is written as 8-bit; a 16-bit render as 16-bit where the format has "
-        "it (PNG, TIFF; float in EXR), else 8-bit; a 32-bit float render as float where the format has it "
-        "(EXR, TIFF, HDR), else as 16-bit (PNG) or 8-bit (JPEG and others), clamped to 0..1. Files are "
-        "written under a temporary name and renamed when complete, so a failure leaves no output.");
+        "it (PNG, TIFF, PNM, SGI), as float in EXR, else as 8-bit; a 32-bit render as float where the format "
+        "has it (EXR, TIFF, HDR, PFM), else as 16-bit (PNG) or 8-bit (JPEG and others), clamped to 0..1. "
+        "Formats without alpha get red, green and blue only.\n"
+        "Each file is written under a temporary name in its directory and renamed when complete, so a "
+        "failure leaves no output. Errors print one line on stderr and exit with status 1.");
     addHostOptions(cmd, o->host);
     CLI::Option* input = cmd->add_option("INPUT", o->input,
                                          "Input image (any format OpenImageIO reads); default: the test pattern");

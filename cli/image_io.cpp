@@ -73,14 +73,12 @@ struct Plan {
 // gets 8-bit pixels.
 bool holdsFloat(const std::string& name)
 {
-    return name == "openexr" || name == "tiff" || name == "hdr" || name == "pfm" || name == "fits" ||
-           name == "dds" || name == "null";
+    return name == "openexr" || name == "tiff" || name == "hdr" || name == "pfm";
 }
 
 bool holds16(const std::string& name)
 {
-    return name == "png" || name == "tiff" || name == "openexr" || name == "pnm" || name == "sgi" ||
-           name == "fits" || name == "psd" || name == "null";
+    return name == "png" || name == "tiff" || name == "pnm" || name == "sgi";
 }
 
 Plan plan(const std::string& path, int depth)

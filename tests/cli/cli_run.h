@@ -1,0 +1,55 @@
+// Helpers for tests that run the built glfx command: running it with
+// captured output, scratch folders, small description files and images.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace clitest {
+
+struct Result {
+    int status = -1;   // exit status, -1 when it did not exit normally
+    std::string out;   // standard output
+    std::string err;   // standard error
+};
+
+// Runs "glfx ARGS" (the executable in the build folder) through the shell.
+Result glfx(const std::string& args);
+
+// Whether the plug-in was built beside glfx; tests that need it skip otherwise.
+bool pluginBuilt();
+
+// A fresh empty folder for one test (removed by the destructor).
+class Scratch {
+public:
+    Scratch();
+    ~Scratch();
+    const std::string& dir() const { return dir_; }
+    std::string path(const std::string& name) const { return dir_ + "/" + name; }
+    // Writes a text file and returns its path.
+    std::string write(const std::string& name, const std::string& text) const;
+    // The names of the files in the folder, sorted.
+    std::vector<std::string> files() const;
+
+private:
+    std::string dir_;
+};
+
+// Single-quotes a word for the shell.
+std::string q(const std::string& s);
+
+// An image read back with OpenImageIO: packed float channels as stored and
+// the pixel type name ("uint8", "uint16", "half", "float").
+struct Pixels {
+    int width = 0, height = 0, channels = 0;
+    std::string type;
+    std::vector<float> v;
+    float at(int x, int y, int c) const { return v[(static_cast<size_t>(y) * width + x) * channels + c]; }
+};
+Pixels readPixels(const std::string& path);
+
+// Writes packed RGBA floats as an image of the given OpenImageIO type name.
+void writePixels(const std::string& path, int width, int height, const std::vector<float>& rgba,
+                 const std::string& type);
+
+}  // namespace clitest
