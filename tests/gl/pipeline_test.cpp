@@ -274,6 +274,7 @@ TEST(Pipeline, FrameSizeLimits)
     inst.setOutput(maxSize + 1, 1);
     EXPECT_FALSE(inst.render());
     EXPECT_EQ(inst.d.outputBuffer, nullptr) << "refused before anything was allocated";
+    EXPECT_EQ(eglGetCurrentContext(), EGL_NO_CONTEXT) << "ours released after the refusal";
     inst.setOutput(1, maxSize + 1);
     EXPECT_FALSE(inst.render());
     inst.setOutput(0, 0);
