@@ -1,10 +1,11 @@
 // Render8, Render16 and RenderFloat on a 3840 x 2160 frame (one input layer
 // in, the output buffer out; no GPU context, so only the transfers run),
 // against memcpy of one float RGBA frame (3840 * 2160 * 16 bytes). The
-// "vs_memcpy" counter of each transfer is its time over the memcpy time
-// measured in the same run.
+// "vs_memcpy" counter of each transfer is its median time over the median
+// time of a memcpy run after each transfer run.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
@@ -22,39 +23,33 @@ constexpr int kHeight = 2160;
 constexpr std::size_t kPixels = static_cast<std::size_t>(kWidth) * kHeight;
 constexpr std::size_t kFloatBytes = kPixels * 16;
 
-double& memcpySeconds()
-{
-    static double s = 0.0;
-    return s;
-}
-
-// Seconds of one memcpy of a float frame, the best of a few runs.
-double measureMemcpy()
-{
-    std::vector<std::uint8_t> a(kFloatBytes, 1), b(kFloatBytes, 2);
-    double best = 1e9;
-    for (int i = 0; i < 8; ++i) {
+// A frame copy timed beside each transfer run, so that both see the same
+// machine load.
+struct CopyFrame {
+    std::vector<std::uint8_t> from = std::vector<std::uint8_t>(kFloatBytes, 1);
+    std::vector<std::uint8_t> to = std::vector<std::uint8_t>(kFloatBytes, 2);
+    double run()
+    {
         const auto t0 = std::chrono::steady_clock::now();
-        std::memcpy(b.data(), a.data(), kFloatBytes);
-        benchmark::DoNotOptimize(b.data());
+        std::memcpy(to.data(), from.data(), kFloatBytes);
+        benchmark::DoNotOptimize(to.data());
         benchmark::ClobberMemory();
-        const double s = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
-        if (s < best) best = s;
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
     }
-    return best;
+};
+
+double median(std::vector<double> v)
+{
+    std::sort(v.begin(), v.end());
+    return v.empty() ? 0.0 : v[v.size() / 2];
 }
 
 void BM_memcpy(benchmark::State& state)
 {
-    std::vector<std::uint8_t> a(kFloatBytes, 1), b(kFloatBytes, 2);
-    std::memcpy(b.data(), a.data(), kFloatBytes);
-    for (auto _ : state) {
-        std::memcpy(b.data(), a.data(), kFloatBytes);
-        benchmark::DoNotOptimize(b.data());
-        benchmark::ClobberMemory();
-    }
+    CopyFrame copy;
+    copy.run();
+    for (auto _ : state) copy.run();
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * kFloatBytes);
-    if (memcpySeconds() == 0.0) memcpySeconds() = measureMemcpy();
 }
 
 using TransferFn = void (*)(PF_InData*, PF_LayerDef*, EffectData*);
@@ -90,16 +85,21 @@ void runTransfer(benchmark::State& state, TransferFn fn)
 
     // One untimed run first: the first writes into fresh pages fault them in.
     fn(nullptr, &output, &d);
-    double seconds = 0.0;
+    CopyFrame copy;
+    copy.run();
+    std::vector<double> transferTimes, copyTimes;
     for (auto _ : state) {
         const auto t0 = std::chrono::steady_clock::now();
         fn(nullptr, &output, &d);
         benchmark::DoNotOptimize(out.data());
         benchmark::ClobberMemory();
-        seconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+        transferTimes.push_back(std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count());
+        state.PauseTiming();
+        copyTimes.push_back(copy.run());
+        state.ResumeTiming();
     }
-    if (memcpySeconds() == 0.0) memcpySeconds() = measureMemcpy();
-    state.counters["vs_memcpy"] = seconds / static_cast<double>(state.iterations()) / memcpySeconds();
+    // median transfer time over median copy time
+    state.counters["vs_memcpy"] = median(transferTimes) / median(copyTimes);
     std::free(d.layerBuffers[0]);
     std::free(d.outputBuffer);
 }
