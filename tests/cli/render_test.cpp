@@ -377,3 +377,74 @@ INSTANTIATE_TEST_SUITE_P(
                               "shader build failed"},
                     ErrorCase{"missing_plugin", "@IN@ -o @OUT@ --plugin @MISSING@", "plug-in"}),
     [](const testing::TestParamInfo<ErrorCase>& i) { return std::string(i.param.name); });
+
+// Checkbox, angle and point values: red = the checkbox, green = the angle's
+// whole degrees / 360, blue and alpha = the point in layer pixels / 100.
+const char* kMore =
+    "[settings]\n"
+    "name=More\n"
+    "version=1.0\n"
+    "[par1]\nparam=on\ntype=check\ndefault=false\n"
+    "[par2]\nparam=turn\ntype=angle\ndefault=10\n"
+    "[par3]\nparam=spot\ntype=point\ndefault=0.5|0.25\n"
+    "[ps0]\n"
+    "uniform int on;\n"
+    "uniform float turn;\n"
+    "uniform vec2 spot;\n"
+    "void main() { gl_FragColor = vec4(float(on), turn / 360.0, spot.x / 100.0, spot.y / 100.0); }\n";
+
+struct MoreCase {
+    const char* name;
+    const char* sets;
+    float on, degrees, x, y;
+};
+
+class MoreValues : public testing::TestWithParam<MoreCase> {};
+
+TEST_P(MoreValues, ShaderSeesTheValue)
+{
+    NEED_PLUGIN();
+    const MoreCase& c = GetParam();
+    Scratch s;
+    const std::string fx = s.write("m.glfx", kMore);
+    // A 200 × 80 layer: the point default (50 %, 25 %) is (100, 20) pixels.
+    const Result r = glfx("render --effect " + q(fx) + " --size 200x80 --depth 32 -o " + q(s.path("o.exr")) + " " +
+                          c.sets);
+    ASSERT_EQ(r.status, 0) << r.err;
+    const Pixels out = readPixels(s.path("o.exr"));
+    EXPECT_FLOAT_EQ(out.at(7, 7, 0), c.on);
+    EXPECT_FLOAT_EQ(out.at(7, 7, 1), c.degrees / 360.0f);
+    EXPECT_FLOAT_EQ(out.at(7, 7, 2), c.x / 100.0f);
+    EXPECT_FLOAT_EQ(out.at(7, 7, 3), c.y / 100.0f);
+}
+
+// Angles reach shaders as whole degrees, rounded toward minus infinity;
+// points as whole pixels.
+INSTANTIATE_TEST_SUITE_P(
+    Types, MoreValues,
+    testing::Values(MoreCase{"defaults", "", 0.0f, 10.0f, 100.0f, 20.0f},
+                    MoreCase{"checkbox_on", "--set on=true", 1.0f, 10.0f, 100.0f, 20.0f},
+                    MoreCase{"checkbox_off_again", "--set on=true --set on=false", 0.0f, 10.0f, 100.0f, 20.0f},
+                    MoreCase{"angle", "--set turn=90", 0.0f, 90.0f, 100.0f, 20.0f},
+                    MoreCase{"negative_angle", "--set turn=-45.5", 0.0f, -46.0f, 100.0f, 20.0f},
+                    MoreCase{"point", "--set spot=30,40", 0.0f, 10.0f, 30.0f, 40.0f},
+                    MoreCase{"point_fraction", "--set spot=12.75,3.5", 0.0f, 10.0f, 12.0f, 3.0f}),
+    [](const testing::TestParamInfo<MoreCase>& i) { return std::string(i.param.name); });
+
+TEST(Render, LayerParameterGetsItsImage)
+{
+    NEED_PLUGIN();
+    Scratch s;
+    const std::string fx = s.write("l.glfx",
+                                   "[settings]\nname=Layer\ninterp=0\n"
+                                   "[par1]\nparam=other\ntype=layer\n"
+                                   "[ps0]\nuniform sampler2D in1;\n"
+                                   "void main() { gl_FragColor = texture2D(in1, gl_TexCoord[0].st); }\n");
+    const std::vector<float> layer = inputPixels(0.0f, 1.0f);
+    writePixels(s.path("layer.exr"), 5, 3, layer, "float");
+    writePixels(s.path("in.exr"), 5, 3, std::vector<float>(60, 0.5f), "float");
+    const Result r = glfx("render --effect " + q(fx) + " " + q(s.path("in.exr")) + " --layer other=" +
+                          q(s.path("layer.exr")) + " -o " + q(s.path("o.exr")));
+    ASSERT_EQ(r.status, 0) << r.err;
+    expectSame(readPixels(s.path("o.exr")), layer, 0.0f);
+}
