@@ -345,6 +345,52 @@ TEST_F(TransferTest, NoOutputBufferLeavesTheOutputAlone)
     for (std::uint8_t b : out.bytes) ASSERT_EQ(0xEE, b);
 }
 
+TEST_F(TransferTest, LargeFramesRoundTripWithAlignedAndUnalignedRows)
+{
+    // Frames this large are written with streaming stores where rows are
+    // 16-byte aligned. With an odd width, 8- and 16-bit rows alternate between
+    // aligned and unaligned; float rows are all unaligned when the world's
+    // data starts 4 bytes off.
+    const int w = 1027, h = 1024;
+    for (int depth : {1, 2, 4}) {
+        for (int padding : {0, 4}) {
+            SCOPED_TRACE(testing::Message() << "depth " << depth << " padding " << padding);
+            TestWorld in(w, h, 4 * depth, padding * depth), out(w, h, 4 * depth, padding * depth);
+            if (depth == 4 && padding) out.def.data = reinterpret_cast<PF_PixelPtr>(out.bytes.data() + 4);
+            auto outRow = [&](int y) {
+                return reinterpret_cast<std::uint8_t*>(out.def.data) + static_cast<std::size_t>(y) * out.def.rowbytes;
+            };
+            for (std::size_t i = 0; i < in.bytes.size(); ++i) in.bytes[i] = static_cast<std::uint8_t>(i * 7 + i / 4099);
+            if (depth == 2)  // keep 16-bit channels in 0..32768
+                for (int y = 0; y < h; ++y)
+                    for (int x = 0; x < w * 4; ++x) {
+                        std::uint16_t& c = reinterpret_cast<std::uint16_t*>(in.row(y))[x];
+                        c = static_cast<std::uint16_t>(c % 32769);
+                    }
+            if (depth == 4)  // finite floats in 0..1, exact in any order
+                for (int y = 0; y < h; ++y)
+                    for (int x = 0; x < w * 4; ++x) {
+                        float& c = reinterpret_cast<float*>(in.row(y))[x];
+                        c = static_cast<float>((x * 31 + y) % 1000) / 1024.0f;
+                    }
+            TestRecord r;
+            r.d.layers[0] = &in.def;
+            r.d.layerBuffers[0] = newBuffer(static_cast<std::size_t>(w) * h);
+            r.d.outputBuffer = r.d.layerBuffers[0];
+            if (depth == 1) Render8(nullptr, &out.def, &r.d);
+            if (depth == 2) Render16(nullptr, &out.def, &r.d);
+            if (depth == 4) RenderFloat(nullptr, &out.def, &r.d);
+            const std::size_t rowBytes = static_cast<std::size_t>(w) * 4 * depth;
+            for (int y = 0; y < h; ++y) {
+                ASSERT_EQ(0, std::memcmp(in.row(y), outRow(y), rowBytes)) << "row " << y;
+                if (padding) {
+                    ASSERT_EQ(0xEE, outRow(y)[rowBytes]) << "padding after row " << y;
+                }
+            }
+        }
+    }
+}
+
 // ---- Rectangles -------------------------------------------------------------
 
 TEST(RectTest, EmptyRectangles)
