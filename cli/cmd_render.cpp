@@ -286,7 +286,7 @@ void addRenderCommand(CLI::App& app)
         "has it (EXR, TIFF, HDR, PFM), else as 16-bit (PNG) or 8-bit (JPEG and others), clamped to 0..1. "
         "Formats without alpha get red, green and blue only.\n"
         "Each file is written under a temporary name in its directory and renamed when complete, so a "
-        "failure leaves no output. Errors print one line on stderr and exit with status 1.");
+        "failure leaves no output. Errors print one line on stderr and exit with a non-zero status.");
     addHostOptions(cmd, o->host);
     CLI::Option* input = cmd->add_option("INPUT", o->input,
                                          "Input image (any format OpenImageIO reads); default: the test pattern");
@@ -302,7 +302,7 @@ void addRenderCommand(CLI::App& app)
                     "effect panel (supervised parameters then get the user-changed command, so presets and "
                     "group switches apply). Repeatable; applied in order. VALUE: a number inside the "
                     "slider's valid range; r,g,b in 0..1 for colours; x,y in layer pixels for points; "
-                    "true/false for checkboxes; the item's text for popups; degrees for angles")
+                    "true/false (or 1/0, on/off, yes/no) for checkboxes; the item's text for popups; degrees for angles")
         ->take_all();
     cmd->add_option("--layer", o->layers,
                     "NAME=FILE: give the layer parameter whose uniform is NAME this image (repeatable)")
@@ -311,9 +311,9 @@ void addRenderCommand(CLI::App& app)
         "--depth", o->depth,
         "Host world depth: 8, 16 (0..32768 a channel) or 32 (float). Default: from the input file "
         "(8-bit -> 8, 16-bit and other integers -> 16, half and float -> 32); 8 for the test pattern "
-        "(whose highlights go above 1.0 at --depth 32)");
+        "(whose highlights go above 1.0 at --depth 32); always 8 with --host premiere");
     depth->check(CLI::IsMember({8, 16, 32}));
-    CLI::Option* time = cmd->add_option("--time", o->time, "Time of a single frame, in seconds")
+    CLI::Option* time = cmd->add_option("--time", o->time, "Time of a single frame, in seconds (a '#' run in the output gets its frame number, time × fps rounded)")
                             ->capture_default_str();
     CLI::Option* frames = cmd->add_option(
         "--frames", o->frames, "Frame range FIRST-LAST (or one frame N); frame f is rendered at f / fps seconds");
