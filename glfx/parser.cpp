@@ -17,8 +17,9 @@ using glfxlimits::kMaxInputs;
 using glfxlimits::kMaxParams;
 using glfxlimits::kMaxPasses;
 
-// "@@" expansion stops growing the text beyond this size, so that a
-// pathological chain of blocks cannot exhaust memory.
+// "@@" expansion never grows the text beyond this size (a block whose uses
+// would take it further is not expanded), so that a small description cannot
+// exhaust memory.
 constexpr std::size_t kMaxExpandedSize = std::size_t(16) << 20;
 
 bool startsWith(const std::string& s, const char* prefix)
@@ -72,6 +73,23 @@ void splitItems(const std::string& value, std::vector<std::string>& items)
     }
 }
 
+// Size of `text` once every occurrence of `use` (searched as strReplace
+// does) is replaced by `bodySize` characters; a text that does not grow
+// counts as its own size, and a growth past the limit as the limit plus one.
+std::size_t expandedSize(const std::string& text, const std::string& use, std::size_t bodySize)
+{
+    if (bodySize <= use.size())
+        return text.size();
+    const std::size_t growth = bodySize - use.size();
+    std::size_t size = text.size();
+    for (std::size_t at = text.find(use); at != std::string::npos; at = text.find(use, at + use.size())) {
+        if (size > kMaxExpandedSize || growth > kMaxExpandedSize - size)
+            return kMaxExpandedSize + 1;
+        size += growth;
+    }
+    return size;
+}
+
 // Cuts "@@name body@@" blocks out of the text and replaces every "@@name"
 // after them by the body.
 void expandBlocks(std::string& text)
@@ -95,9 +113,10 @@ void expandBlocks(std::string& text)
             body = text.substr(delim + 1, close - delim - 1);
             text.erase(at, close + 2 - at);
         }
-        if (text.size() > kMaxExpandedSize)
+        const std::string use = "@@" + name;
+        if (expandedSize(text, use, body.size()) > kMaxExpandedSize)
             continue;
-        strReplace(text, "@@" + name, body);
+        strReplace(text, use, body);
     }
 }
 
@@ -287,7 +306,9 @@ void Parser::paramKey(const std::string& key, const std::string& value)
     } else if (key.size() == 6 && startsWith(key, "group") && key[5] >= '1' && key[5] <= '4') {
         p.group[key[5] - '0'] = std::atoi(value.c_str());
     } else if (key == "groupswitch") {
-        p.group[0] = -std::atoi(value.c_str());
+        // Negated with wrap-around, so that the most negative number stays
+        // itself instead of overflowing.
+        p.group[0] = static_cast<int>(0u - static_cast<unsigned>(std::atoi(value.c_str())));
     } else if (key == "min") {
         p.min = atofOf(value);
     } else if (key == "max") {

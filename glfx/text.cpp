@@ -3,11 +3,13 @@
 #include "glfx/cipher.h"
 
 #include <pwd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <sstream>
 #include <vector>
 
@@ -18,10 +20,23 @@ void strReplace(std::string& text, const std::string& search, const std::string&
     if (searchLen == 0)
         return;
     std::size_t pos = text.find(search);
+    if (pos == std::string::npos)
+        return;
+    // Searching again after each inserted replacement means the matches are
+    // exactly the non-overlapping occurrences in the original text, left to
+    // right; the result is built in one pass, so that many occurrences in a
+    // long text cost linear time rather than one tail move each.
+    std::string out;
+    out.reserve(text.size());
+    std::size_t from = 0;
     while (pos != std::string::npos) {
-        text.replace(pos, searchLen, repl);
-        pos = text.find(search, pos + replLen);
+        out.append(text, from, pos - from);
+        out.append(repl, 0, replLen);
+        from = pos + searchLen;
+        pos = text.find(search, from);
     }
+    out.append(text, from, std::string::npos);
+    text.swap(out);
 }
 
 std::string intToString(int value)
@@ -59,13 +74,24 @@ std::string loadFile(const std::string& path)
     if (!file)
         return std::string();
     std::string result;
+    // A directory opens too, and reports a size of up to the largest offset;
+    // it is no file to read.
+    struct stat info;
+    if (fstat(fileno(file), &info) != 0 || S_ISDIR(info.st_mode)) {
+        std::fclose(file);
+        return result;
+    }
     if (std::fseek(file, 0, SEEK_END) == 0) {
         const long size = std::ftell(file);
         if (size > 0 && std::fseek(file, 0, SEEK_SET) == 0) {
-            std::vector<char> buffer(static_cast<std::size_t>(size) + 1, '\0');
-            const std::size_t got = std::fread(buffer.data(), 1, static_cast<std::size_t>(size), file);
-            buffer[got] = '\0';
-            result = buffer.data();  // stops at the first zero byte
+            try {
+                std::vector<char> buffer(static_cast<std::size_t>(size) + 1, '\0');
+                const std::size_t got = std::fread(buffer.data(), 1, static_cast<std::size_t>(size), file);
+                buffer[got] = '\0';
+                result = buffer.data();  // stops at the first zero byte
+            } catch (const std::exception&) {
+                result.clear();  // too large to hold: as unreadable
+            }
         }
     }
     std::fclose(file);

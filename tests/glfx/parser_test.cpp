@@ -389,6 +389,76 @@ TEST(Parser, ParsingAgainForgetsThePreviousDescription)
     EXPECT_EQ(fx.vertex, glfxtext::defaultVertexShader());
 }
 
+TEST(Parser, GroupSwitchStoresTheNegatedNumber)
+{
+    const std::pair<const char*, int> cases[] = {
+        {"3", -3},
+        {"-4", 4},
+        {"0", 0},
+        {"2147483647", -2147483647},
+        {"-2147483648", -2147483647 - 1},  // wraps to itself, no overflow
+    };
+    for (const auto& [value, group] : cases)
+        EXPECT_EQ(parsed(std::string("[par1]\ngroupswitch=") + value + "\n")->par[1].group[0], group)
+            << value;
+}
+
+TEST(Parser, HostileNumbersWriteNothingOutsideTheTables)
+{
+    // Pass headers outside 0..31: no pass count change, no source.
+    for (const char* text : {"[ps-1]\nx\n", "[ps32]\nx\n", "[ps2147483647]\nx\n"}) {
+        auto fx = parsed(text);
+        EXPECT_EQ(fx->settings.shaders, 1) << text;
+        EXPECT_EQ(fx->passSource(0), glfxtext::defaultFragmentShader()) << text;
+        for (int p = 1; p < 32; ++p)
+            EXPECT_TRUE(fx->passSource(p).empty()) << text << " pass " << p;
+    }
+    // Negative parameter headers: the keys have no parameter to go to.
+    auto neg = parsed("[par-5]\nparam=x\n[par]\nparam=y\ntype=layer\n");
+    EXPECT_EQ(neg->settings.params, 0);
+    EXPECT_EQ(neg->settings.layerCount, 1);
+    EXPECT_EQ(neg->par[0].uniform, "in0");
+
+    // A large shader count from the settings: aliases still only copy passes
+    // of the table, and a negative alias is no alias.
+    auto big = parsed("[settings]\nshaders=1000\nparams=100000\n[ps0]\nA\n[ps1]\nps999\n[ps2]\nps-1\n[ps3]\nps1\n");
+    EXPECT_EQ(big->settings.shaders, 1000);
+    EXPECT_EQ(big->settings.params, 100000);
+    EXPECT_EQ(big->passSource(1), "ps999\n");
+    EXPECT_EQ(big->passSource(2), "ps-1\n");
+    EXPECT_EQ(big->passSource(3), "ps999\n");  // copy of pass 1 as it stands
+
+    // A negative shader count from the settings: a later pass header raises it.
+    auto negShaders = parsed("[settings]\nshaders=-3\nparams=-7\n[ps1]\nB\n[par2]\nparam=u\n");
+    EXPECT_EQ(negShaders->settings.shaders, 2);
+    EXPECT_EQ(negShaders->settings.params, 3);
+}
+
+TEST(Parser, BlockExpansionIsBoundedInSize)
+{
+    // A 64 KiB block used 100 times (6.4 MiB) is expanded; used 300 times
+    // (19.2 MiB, past the 16 MiB bound) it is not, and the first unexpanded
+    // use is then read as an unclosed definition that runs to the end.
+    const std::string block = "@@a " + std::string(65536, 'x') + "@@\n[settings]\nname=";
+    auto uses = [](int n) {
+        std::string s;
+        for (int i = 0; i < n; ++i)
+            s += "@@a";
+        return s + "\n";
+    };
+    std::string small = block + uses(100);
+    cglfx fx;
+    fx.parse(small);
+    EXPECT_EQ(fx.settings.name, std::string(31, 'x'));
+    EXPECT_EQ(small.size(), std::string("\n[settings]\nname=\n").size() + 100u * 65536u);
+
+    std::string large = block + uses(300);
+    fx.parse(large);
+    EXPECT_LE(large.size(), std::size_t(16) << 20);
+    EXPECT_EQ(large, "\n[settings]\nname=");
+    EXPECT_TRUE(fx.settings.name.empty());
+}
+
 TEST(Parser, WindowsLineEndings)
 {
     auto fx = parsed("[settings]\r\nname=win\r\n\r\n[par1]\r\nparam=v\r\ntype=check\r\n");

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <random>
@@ -28,12 +29,31 @@ TEST(Text, StrReplace)
         {"abc", "", "X", "abc"},                // empty search: unchanged, terminates
         {"abab", "ab", "", ""},
         {"", "a", "b", ""},
+        {"aab", "ab", "b", "ab"},               // a match formed with the text before is not taken
+        {"abb", "ab", "a", "ab"},               // nor one formed with the text after
+        {"a.b.c", ".", "..", "a..b..c"},
     };
     for (const auto& c : cases) {
         std::string text = c.text;
         strReplace(text, c.search, c.repl);
         EXPECT_EQ(text, c.expected) << c.text << " / " << c.search;
     }
+}
+
+TEST(Text, StrReplaceManyOccurrencesInLinearTime)
+{
+    // One million occurrences in a 2 MB text: a tail move per replacement
+    // would take minutes here.
+    std::string text;
+    for (int i = 0; i < 1000000; ++i)
+        text += "ab";
+    const auto start = std::chrono::steady_clock::now();
+    strReplace(text, "b", "xyz");
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    EXPECT_LT(seconds, 10.0);
+    ASSERT_EQ(text.size(), 4000000u);
+    EXPECT_EQ(text.substr(0, 8), "axyzaxyz");
+    EXPECT_EQ(text.substr(text.size() - 4), "axyz");
 }
 
 TEST(Text, IntToString)
@@ -110,6 +130,9 @@ TEST(Text, LoadFile)
     EXPECT_EQ(loadFile(empty.path()), "");
     EXPECT_EQ(loadFile(""), "");
     EXPECT_EQ(loadFile("/nonexistent/dir/file.glfx"), "");
+    // A directory opens but is no file: nothing, and no exception.
+    EXPECT_EQ(loadFile(testing::TempDir()), "");
+    EXPECT_EQ(loadFile("/"), "");
 }
 
 TEST(Text, GetUserPath)
