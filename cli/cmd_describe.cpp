@@ -1,6 +1,7 @@
 // glfx describe [--effect FILE]: the parsed description as JSON.
 #include "cli/commands.h"
 #include "cli/describe_json.h"
+#include "cli/effect_host.h"
 #include "cli/host_params_json.h"
 
 #include <CLI/CLI.hpp>
@@ -9,16 +10,6 @@
 #include <memory>
 
 namespace glfxcli {
-
-namespace {
-
-#ifdef GLFX_BUILTIN_EFFECT
-constexpr const char* kBuiltinEffect = GLFX_BUILTIN_EFFECT;
-#else
-constexpr const char* kBuiltinEffect = "effects/cinematic.glfx";
-#endif
-
-}  // namespace
 
 void addDescribeCommand(CLI::App& app)
 {
@@ -29,18 +20,21 @@ void addDescribeCommand(CLI::App& app)
         "shader sources) and the host parameters the plug-in registers at parameter setup "
         "(host_params) as one JSON object on standard output");
     cmd->add_option("--effect", *effect,
-                    "Effect description file to describe (default: the built-in effect)");
+                    "Effect description file to describe (default: the built-in effect, deciphered from the plug-in)");
     auto host = std::make_shared<HostOptions>();
     addPluginOptions(cmd, *host);
     cmd->callback([effect, host]() {
-        const std::string path = effect->empty() ? std::string(kBuiltinEffect) : *effect;
-        std::string text = readTextFile(path);
-        auto fx = std::make_unique<cglfx>();  // large: keep it off the stack
-        fx->parse(text);
-        nlohmann::json json = describeDescription(*fx);
+        // The built-in effect is the one the plug-in embeds, deciphered as
+        // the plug-in does at global setup.
         host->effect = *effect;
+        const std::string text =
+            effect->empty() ? pluginDescriptionText(*openPlugin(*host)) : readTextFile(*effect);
+        const std::unique_ptr<cglfx> fx = parseDescription(text);
+        nlohmann::json json = describeDescription(*fx);
         addHostParams(json, *host);
-        std::cout << json.dump(2) << "\n";
+        // Descriptions are byte strings (often Latin-1); bytes that are not
+        // UTF-8 print as U+FFFD instead of failing the whole output.
+        std::cout << json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
     });
 }
 

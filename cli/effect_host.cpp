@@ -1,12 +1,11 @@
 #include "cli/effect_host.h"
 
 #include "cli/commands.h"
-#include "glfx/strings.h"
+#include "glfx/source.h"
 #include "glfx/text.h"
 
 #include <CLI/CLI.hpp>
 
-#include <cstring>
 #include <sys/stat.h>
 
 namespace glfxcli {
@@ -64,21 +63,7 @@ std::unique_ptr<glfxhost::Plugin> openPlugin(const HostOptions& opts)
 
 std::string pluginDescriptionText(const glfxhost::Plugin& plugin)
 {
-    const char* embedded = plugin.effectText();
-    if (!embedded)
-        return std::string();
-    std::string text = embedded;
-    // The same three forms the plug-in accepts: a reference to the user's
-    // description file, an enciphered text, or a plain description.
-    const std::string marker = glfxtext::markerWord();
-    if (!marker.empty() && text.compare(0, marker.size(), marker) == 0)
-        return loadFile(GetUserPath() + glfxtext::userFileName());
-    static const char header[3] = {0x12, 0x14, 0x18};
-    if (text.size() >= 3 && std::memcmp(text.data(), header, 3) == 0) {
-        std::string key = glfxtext::descriptionKey();
-        return decrypt(text, key);
-    }
-    return text;
+    return descriptionText(plugin.effectText());
 }
 
 std::unique_ptr<cglfx> parseDescription(std::string text)

@@ -34,11 +34,6 @@ inline bool isPremiere(const PF_InData* in_data)
     return in_data && in_data->appl_id == PF_APPL_ID_PREMIERE;
 }
 
-// The description text from an embedded text: the user's description file
-// when the text starts with the marker word; deciphered when it starts with
-// the enciphered header; else the text itself. A null pointer gives "".
-std::string descriptionText(const char* embedded);
-
 // Reads the description behind `embedded` into `fx`.
 void loadDescription(cglfx& fx, const char* embedded);
 

@@ -1,4 +1,6 @@
-// Runs the built glfx command: describe, pack and their error paths.
+// Runs the built glfx command: describe, pack and their error paths; and the
+// description part of describe's JSON, built in-process.
+#include "cli/describe_json.h"
 #include "glfx/cipher.h"
 #include "glfx/strings.h"
 #include "glfx/text.h"
@@ -7,6 +9,8 @@
 
 #include <cstdio>
 #include <fstream>
+#include <memory>
+#include <set>
 #include <string>
 #include <sys/wait.h>
 
@@ -65,6 +69,110 @@ TEST(Cli, DescribeExampleEffect)
     EXPECT_NE(r.out.find("\"uniform\": \"amount\""), std::string::npos);
     EXPECT_NE(r.out.find("\"name\": \"Invert\""), std::string::npos);
     EXPECT_NE(r.out.find("\"fast\": false"), std::string::npos);
+}
+
+TEST(Cli, DescribeKeepsBytesThatAreNotUtf8)
+{
+    // A Latin-1 "e acute" in the name: the JSON carries U+FFFD in its place.
+    const std::string path = testing::TempDir() + "glfx_cli_latin1.glfx";
+    std::ofstream(path, std::ios::binary) << "[settings]\nname=Caf\xe9\n";
+    const Result r = run("describe --effect " + path);
+    EXPECT_EQ(r.status, 0);
+    EXPECT_NE(r.out.find("\"name\": \"Caf\xef\xbf\xbd\""), std::string::npos);
+    std::remove(path.c_str());
+}
+
+nlohmann::json describeText(std::string text)
+{
+    auto fx = std::make_unique<cglfx>();
+    fx->parse(text);
+    return describeDescription(*fx);
+}
+
+std::set<std::string> keysOf(const nlohmann::json& object)
+{
+    std::set<std::string> keys;
+    for (auto it = object.begin(); it != object.end(); ++it)
+        keys.insert(it.key());
+    return keys;
+}
+
+TEST(DescribeJson, SchemaAndValues)
+{
+    const nlohmann::json j = describeText(
+        "[settings]\nname=Schema\nshaders=2\n"
+        "[par1]\nparam=look\ntype=popup\npopup=a|b|\nflags=3\ngroupswitch=2\n"
+        "[par2]\nparam=tint\nname1=N1\nname4=N4\ntype=color\ndefault=0.5|0.25\ngroup1=7\n"
+        "[ps1]\nps0\n"
+        "[routing]\nps1_in0=ps0\nps1_in1=layer0\n"
+        "[preset_look_1]\ntint=1|0|0.5\n"
+        "[preset_look_0]\ntint=0\n");
+    EXPECT_EQ(keysOf(j), (std::set<std::string>{"settings", "params", "routing", "presets", "passes", "vertex"}));
+
+    const nlohmann::json expectedSettings = {
+        {"name", "Schema"}, {"description", ""}, {"category", ""}, {"matchname", ""}, {"version", ""},
+        {"interp", 1},      {"repeat", 0},       {"params", 3},    {"cellsx", 1},     {"cellsy", 1},
+        {"layers", 1},      {"fast", false},     {"shaders", 2},   {"noinput", 0}};
+    EXPECT_EQ(j.at("settings"), expectedSettings);
+
+    auto param = [](int index, int type, int components, const char* name, std::vector<std::string> names,
+                    const char* uniform, std::vector<double> def, double min, double max, const char* itemtext,
+                    std::vector<std::string> items, std::vector<int> groups, int flags) {
+        return nlohmann::json{{"index", index},   {"type", type},       {"components", components},
+                              {"visibility", 0},  {"name", name},       {"names", names},
+                              {"uniform", uniform}, {"default", def},   {"min", min},
+                              {"max", max},       {"itemtext", itemtext}, {"items", items},
+                              {"groups", groups}, {"flags", flags}};
+    };
+    const nlohmann::json expectedParams = {
+        param(0, 3, 0, "in0", {"", "", "", ""}, "in0", {0, 0, 0}, 0, 0, "", {}, {0, 0, 0, 0, 0}, 0),
+        // popup: max = 2 items - 1; flags 3 drops the shader value; group switch 2 -> -2
+        param(1, 2, 0, "par1", {"", "", "", ""}, "look", {0, 0, 0}, 0, 1, "a|b|", {"a", "b"},
+              {-2, 0, 0, 0, 0}, 3),
+        param(2, 5, 3, "par2", {"N1", "", "", "N4"}, "tint", {0.5, 0.25, 0.25}, 0, 0, "", {},
+              {0, 7, 0, 0, 0}, 0),
+    };
+    EXPECT_EQ(j.at("params"), expectedParams);
+
+    std::vector<int> row0(32, 999), row1(32, 999);
+    row0[0] = -1;
+    row1[0] = 0;
+    row1[1] = -1;
+    EXPECT_EQ(j.at("routing"), nlohmann::json({row0, row1}));
+
+    // Map order: (1, 0) before (1, 1).
+    const nlohmann::json expectedPresets = {
+        {{"param", 1}, {"number", 0}, {"values", {{{"param", 2}, {"value", {0.0, 0.0, 0.0}}}}}},
+        {{"param", 1}, {"number", 1}, {"values", {{{"param", 2}, {"value", {1.0, 0.0, 0.5}}}}}},
+    };
+    EXPECT_EQ(j.at("presets"), expectedPresets);
+
+    // Pass 1 aliases pass 0, which holds the default program.
+    const std::string fragment = glfxtext::defaultFragmentShader();
+    EXPECT_EQ(j.at("passes"), nlohmann::json({fragment, fragment}));
+    EXPECT_EQ(j.at("vertex"), glfxtext::defaultVertexShader());
+}
+
+TEST(DescribeJson, CountsOutsideTheTablesAreClamped)
+{
+    struct Case {
+        const char* settings;
+        std::size_t params, passes;
+    };
+    const Case cases[] = {
+        {"shaders=1000\nparams=100000\n", 128, 32},
+        {"shaders=-5\nparams=-9\n", 0, 0},
+        {"shaders=0\nparams=0\n", 0, 0},
+        {"shaders=2147483647\nparams=-2147483648\n", 0, 32},
+    };
+    for (const auto& c : cases) {
+        const nlohmann::json j = describeText(std::string("[settings]\n") + c.settings);
+        EXPECT_EQ(j.at("params").size(), c.params) << c.settings;
+        EXPECT_EQ(j.at("routing").size(), c.passes) << c.settings;
+        EXPECT_EQ(j.at("passes").size(), c.passes) << c.settings;
+        for (const auto& row : j.at("routing"))
+            EXPECT_EQ(row.size(), 32u);
+    }
 }
 
 TEST(Cli, DescribeMissingFileFails)

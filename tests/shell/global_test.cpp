@@ -2,16 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <unistd.h>
-#include <filesystem>
-#include <fstream>
 #include <string>
 
 #include "FakeHost.h"
-#include "glfx/cipher.h"
-#include "glfx/strings.h"
 #include "render/GlobalData.h"
 #include "shell/Global.h"
 
@@ -109,38 +103,6 @@ TEST(GlobalSetdown, NoGlobalDataIsNoError)
     FakeHost h;
     h.in.global_data = nullptr;
     EXPECT_EQ(glfxshell::GlobalSetdown(&h.in, &h.out), PF_Err_NONE);
-}
-
-TEST(DescriptionSource, PlainEncipheredAndUserFile)
-{
-    EXPECT_EQ(glfxshell::descriptionText(nullptr), "");
-    EXPECT_EQ(glfxshell::descriptionText(kPlain), kPlain);
-
-    std::string key = glfxtext::descriptionKey();
-    const std::string sealed = encrypt(kPlain, key);
-    ASSERT_EQ(sealed.substr(0, 3), std::string("\x12\x14\x18"));
-    EXPECT_EQ(glfxshell::descriptionText(sealed.c_str()), kPlain);
-
-    // The marker word sends the plug-in to the user's description file.
-    namespace fs = std::filesystem;
-    const fs::path dir = fs::temp_directory_path() / ("shell_user_" + std::to_string(::getpid()));
-    const std::string old = std::getenv("XDG_CONFIG_HOME") ? std::getenv("XDG_CONFIG_HOME") : "";
-    ::setenv("XDG_CONFIG_HOME", dir.c_str(), 1);
-    const fs::path file = dir / glfxtext::userFileName();
-    fs::create_directories(file.parent_path());
-    const std::string userText = "[settings]\nname=From the user\n";
-    std::ofstream(file) << userText;
-
-    const std::string marked = glfxtext::markerWord() + " anything after the word";
-    EXPECT_EQ(glfxshell::descriptionText(marked.c_str()), userText);
-    fs::remove(file);
-    EXPECT_EQ(glfxshell::descriptionText(marked.c_str()), "");  // missing file: empty text
-
-    if (old.empty())
-        ::unsetenv("XDG_CONFIG_HOME");
-    else
-        ::setenv("XDG_CONFIG_HOME", old.c_str(), 1);
-    fs::remove_all(dir);
 }
 
 TEST(About, NameVersionAndTheFirst201CharactersOfTheDescription)
