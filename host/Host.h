@@ -282,8 +282,10 @@ public:
     PF_Err sequenceSetup();
     PF_Err updateParamsUI();
     /* The user changed parameter `hostIndex` (set it first with a setter):
-       sends USER_CHANGED_PARAM, then applies the values the plug-in wrote
-       back with PF_ChangeFlag_CHANGED_VALUE. */
+       for a parameter added with PF_ParamFlag_SUPERVISE, sends
+       USER_CHANGED_PARAM, then applies the values the plug-in wrote back with
+       PF_ChangeFlag_CHANGED_VALUE; for any other parameter the effect is told
+       nothing and PF_Err_NONE is returned. */
     PF_Err userChangedParam(int hostIndex);
     /* Renders one frame at `seconds` from `input` into `output` (same depth;
        8-bit BGRA for Premiere, else std::invalid_argument). */

@@ -498,6 +498,8 @@ PF_Err Session::updateParamsUI() { return call(PF_Cmd_UPDATE_PARAMS_UI, nullptr,
 PF_Err Session::userChangedParam(int hostIndex) {
     if (hostIndex < 1 || hostIndex > static_cast<int>(params_.size()))
         throw std::out_of_range("no parameter " + std::to_string(hostIndex));
+    // The host tells the effect only of changes to the parameters it supervises.
+    if (!(params_[static_cast<size_t>(hostIndex - 1)].def.flags & PF_ParamFlag_SUPERVISE)) return PF_Err_NONE;
     PF_UserChangedParamExtra extra{hostIndex};
     return call(PF_Cmd_USER_CHANGED_PARAM, &extra, nullptr, true);
 }

@@ -21,10 +21,11 @@ void releaseInstance(EffectData* d, bool uninit);
 
 }  // namespace glfxshell
 
-// Makes sure a sequence-data handle holding exactly one zeroed record exists:
-// resizes a handle of the wrong size (its bytes no longer describe a record,
-// so it is zeroed), or allocates a new one into out_data->sequence_data and
-// sets flat_sdata_size. An allocation failure puts an out-of-memory message
+// Makes sure the sequence-data handle holds exactly one record:
+// resizes a handle of the wrong size (the bytes that fit are kept, added bytes
+// are zeroed and every pointer in the record is cleared without being
+// released), or allocates a new zero-filled one into out_data->sequence_data
+// and sets flat_sdata_size. An allocation failure puts an out-of-memory message
 // in return_msg and returns PF_Err_INTERNAL_STRUCT_DAMAGED.
 PF_Err SequenceSetup(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** params,
                      PF_LayerDef* output);

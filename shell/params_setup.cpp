@@ -91,8 +91,11 @@ bool buildParamDef(const glfxpar& p, int index, PF_ParamDef& def)
         def.param_type = PF_Param_POPUP;
         def.flags = PF_ParamFlag_SUPERVISE;
         // Choices count from 1; the default never lies past the last choice.
-        def.u.pd.num_choices = static_cast<A_short>(truncToInt(p.max) + 1);
-        def.u.pd.dephault = static_cast<A_short>(truncToInt(std::min(p.max, p.def[0])) + 1);
+        // The sum is formed in 64 bits: a maximum at the int limit must not
+        // overflow before the host's 16-bit field takes it.
+        def.u.pd.num_choices = static_cast<A_short>(static_cast<long long>(truncToInt(p.max)) + 1);
+        def.u.pd.dephault =
+            static_cast<A_short>(static_cast<long long>(truncToInt(std::min(p.max, p.def[0]))) + 1);
         def.u.pd.value = def.u.pd.dephault;
         def.u.pd.u.namesptr = p.itemtext.c_str();
         break;

@@ -1,12 +1,15 @@
 #include "shell/RenderCommands.h"
 
+#include <algorithm>
 #include <cstring>
+#include <limits>
 #include <memory>
 #include <vector>
 
 #include "gl/AE_GL_Context.h"
 #include "gl/Defines.h"
 #include "gl/InitContext.h"
+#include "glfx/defines.h"
 #include "render/MyDoRender.h"
 #include "render/ParamsAssign.h"
 #include "render/Rect.h"
@@ -101,14 +104,15 @@ PF_Err renderFrame(PF_InData* in_data, PF_OutData* out_data, FrameParams& frame,
 
 A_long checkoutTime(const PF_InData* in_data, const glfxpar& par)
 {
-    A_long t = in_data->current_time;
-    if (par.type == GLFX_LAYER) {
-        // A layer's first default is its time offset in frames.
-        const double frames = static_cast<double>(par.def[0]);
-        const long long offset = frames != frames ? 0 : static_cast<long long>(frames);
-        t = static_cast<A_long>(t + offset * in_data->time_step);
-    }
-    return t;
+    if (par.type != GLFX_LAYER)
+        return in_data->current_time;
+    // A layer's first default is its time offset in whole frames. The sum is
+    // formed in 64 bits and kept within the host's time range, so that no
+    // description value can overflow it.
+    const long long t = static_cast<long long>(in_data->current_time) +
+                        static_cast<long long>(valueToInt(par.def[0])) * in_data->time_step;
+    return static_cast<A_long>(std::clamp<long long>(t, std::numeric_limits<A_long>::min(),
+                                                     std::numeric_limits<A_long>::max()));
 }
 
 PF_Err Render(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params[], PF_LayerDef* output,

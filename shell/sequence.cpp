@@ -26,6 +26,24 @@ void setOutOfMemoryMessage(PF_InData* in_data, PF_OutData* out_data)
     out_data->out_flags |= PF_OutFlag_DISPLAY_ERROR_MESSAGE;
 }
 
+// Clears every pointer of a record read from bytes this process did not
+// write, without releasing anything, together with the sizes that describe
+// the buffers the pointers held.
+void dropPointers(EffectData* d)
+{
+    d->glContext = nullptr;
+    d->defines = nullptr;
+    for (int i = 0; i < glfxlimits::kMaxInputs; ++i) {
+        d->layerBuffers[i] = nullptr;
+        d->layers[i] = nullptr;
+        d->layerWidth[i] = d->layerHeight[i] = 0;
+        d->bufferWidth[i] = d->bufferHeight[i] = 0;
+        d->layerSkip[i] = false;
+    }
+    d->outputBuffer = nullptr;
+    d->outputBufferWidth = d->outputBufferHeight = 0;
+}
+
 EffectData* currentRecord(PF_InData* in_data, PF_OutData* out_data)
 {
     if (in_data->sequence_data)
@@ -143,11 +161,17 @@ PF_Err SequenceSetup(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** /*p
             const PF_Err err = resizeHandle(in_data, kRecordSize, &h);
             if (err != PF_Err_NONE)
                 return err;
-            // The old bytes were not one record: start from a clean one.
             in_data->sequence_data = h;
             out_data->sequence_data = h;
+            // The bytes that were there are kept (a record followed by extra
+            // bytes keeps its state) and the bytes the resize added are zeroed.
+            // Bytes of a handle that was not one record carry no pointer of
+            // this process: they are dropped, as a flattened record has them.
+            const std::size_t kept = static_cast<std::size_t>(size);
+            if (*h && kept < kRecordSize)
+                std::memset(static_cast<char*>(*h) + kept, 0, kRecordSize - kept);
             if (*h)
-                std::memset(*h, 0, kRecordSize);
+                dropPointers(static_cast<EffectData*>(*h));
         }
         return PF_Err_NONE;
     }

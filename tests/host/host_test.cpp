@@ -171,6 +171,12 @@ TEST(HostSession, UserChangeAppliesWrittenBackValuesAndRecordsStreams) {
     EXPECT_EQ(f.session.liveStreamRefs(), 0);
     // A value not flagged as changed is not taken over.
     EXPECT_EQ(f.session.value(kMode).u.pd.value, 3);
+    // A change of a parameter the effect does not supervise is not sent.
+    const size_t commandsBefore = r.commands.size();
+    f.session.setFloat(kAmount, 70.0);
+    ASSERT_EQ(f.session.userChangedParam(kAmount), PF_Err_NONE);
+    EXPECT_EQ(r.commands.size(), commandsBefore);
+    EXPECT_EQ(f.session.value(kAmount).u.fs_d.value, 70.0);
     EXPECT_THROW(f.session.userChangedParam(0), std::out_of_range);
     EXPECT_EQ(f.session.finish(), PF_Err_NONE);
     EXPECT_EQ(f.session.liveHandles(), 0);

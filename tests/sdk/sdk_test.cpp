@@ -48,6 +48,77 @@ static_assert(PF_Param_LAYER == 0 && PF_Param_FLOAT_SLIDER == 10 && PF_Param_GRO
                   PF_Param_GROUP_END == 14 && PF_Param_POINT_3D == 18,
               "parameter types");
 
+// The published numbering, written out value by value: a renumbered or
+// shifted constant in the headers shows up here.
+TEST(SdkValues, PublishedNumbering) {
+    struct {
+        const char* what;
+        long long value;
+        long long published;
+    } table[] = {
+        // Command selectors the effect does not serve are numbered too.
+        {"PF_Cmd_FRAME_SETUP", PF_Cmd_FRAME_SETUP, 10},
+        {"PF_Cmd_FRAME_SETDOWN", PF_Cmd_FRAME_SETDOWN, 12},
+        {"PF_Cmd_EVENT", PF_Cmd_EVENT, 15},
+        {"PF_Cmd_ARBITRARY_CALLBACK", PF_Cmd_ARBITRARY_CALLBACK, 22},
+        {"PF_Cmd_GET_FLATTENED_SEQUENCE_DATA", PF_Cmd_GET_FLATTENED_SEQUENCE_DATA, 28},
+        {"PF_Cmd_GPU_DEVICE_SETDOWN", PF_Cmd_GPU_DEVICE_SETDOWN, 33},
+        // Error codes.
+        {"PF_Err_UNRECOGNIZED_PARAM_TYPE", PF_Err_UNRECOGNIZED_PARAM_TYPE, 514},
+        {"PF_Err_INVALID_CALLBACK", PF_Err_INVALID_CALLBACK, 515},
+        {"PF_Interrupt_CANCEL", PF_Interrupt_CANCEL, 517},
+        {"PF_Err_CANNOT_PARSE_KEYFRAME_TEXT", PF_Err_CANNOT_PARSE_KEYFRAME_TEXT, 518},
+        // Output flags, one bit each.
+        {"PF_OutFlag_WIDE_TIME_INPUT", PF_OutFlag_WIDE_TIME_INPUT, 0x2},
+        {"PF_OutFlag_NON_PARAM_VARY", PF_OutFlag_NON_PARAM_VARY, 0x4},
+        {"PF_OutFlag_I_DO_DIALOG", PF_OutFlag_I_DO_DIALOG, 0x20},
+        {"PF_OutFlag_DISPLAY_ERROR_MESSAGE", PF_OutFlag_DISPLAY_ERROR_MESSAGE, 0x100},
+        {"PF_OutFlag_REFRESH_UI", PF_OutFlag_REFRESH_UI, 0x20000},
+        {"PF_OutFlag_FORCE_RERENDER", PF_OutFlag_FORCE_RERENDER, 0x400000},
+        {"PF_OutFlag_DEEP_COLOR_AWARE", PF_OutFlag_DEEP_COLOR_AWARE, 0x2000000},
+        {"PF_OutFlag_SEND_UPDATE_PARAMS_UI", PF_OutFlag_SEND_UPDATE_PARAMS_UI, 0x4000000},
+        {"PF_OutFlag2_PARAM_GROUP_START_COLLAPSED_FLAG", PF_OutFlag2_PARAM_GROUP_START_COLLAPSED_FLAG, 0x8},
+        {"PF_OutFlag2_I_AM_THREADSAFE", PF_OutFlag2_I_AM_THREADSAFE, 0x10},
+        {"PF_OutFlag2_SUPPORTS_SMART_RENDER", PF_OutFlag2_SUPPORTS_SMART_RENDER, 0x400},
+        {"PF_OutFlag2_FLOAT_COLOR_AWARE", PF_OutFlag2_FLOAT_COLOR_AWARE, 0x1000},
+        {"PF_OutFlag2_PPRO_DO_NOT_CLONE_SEQUENCE_DATA_FOR_RENDER",
+         PF_OutFlag2_PPRO_DO_NOT_CLONE_SEQUENCE_DATA_FOR_RENDER, 0x8000},
+        // Parameter flags, UI flags, change flags, display flags.
+        {"PF_ParamFlag_CANNOT_TIME_VARY", PF_ParamFlag_CANNOT_TIME_VARY, 0x2},
+        {"PF_ParamFlag_CANNOT_INTERP", PF_ParamFlag_CANNOT_INTERP, 0x4},
+        {"PF_ParamFlag_COLLAPSE_TWIRLY", PF_ParamFlag_COLLAPSE_TWIRLY, 0x20},
+        {"PF_ParamFlag_START_COLLAPSED", PF_ParamFlag_START_COLLAPSED, 0x20},
+        {"PF_ParamFlag_SUPERVISE", PF_ParamFlag_SUPERVISE, 0x40},
+        {"PF_PUI_TOPIC", PF_PUI_TOPIC, 0x1},
+        {"PF_PUI_CONTROL", PF_PUI_CONTROL, 0x2},
+        {"PF_PUI_NO_ECW_UI", PF_PUI_NO_ECW_UI, 0x8},
+        {"PF_PUI_DISABLED", PF_PUI_DISABLED, 0x20},
+        {"PF_PUI_INVISIBLE", PF_PUI_INVISIBLE, 0x200},
+        {"PF_ChangeFlag_CHANGED_VALUE", PF_ChangeFlag_CHANGED_VALUE, 0x1},
+        {"PF_ChangeFlag_SET_TO_VARY", PF_ChangeFlag_SET_TO_VARY, 0x4},
+        {"PF_ChangeFlag_SET_TO_CONSTANT", PF_ChangeFlag_SET_TO_CONSTANT, 0x8},
+        {"PF_ValueDisplayFlag_PERCENT", PF_ValueDisplayFlag_PERCENT, 0x1},
+        {"PF_ValueDisplayFlag_PIXEL", PF_ValueDisplayFlag_PIXEL, 0x2},
+        // Parameter types in their published order.
+        {"PF_Param_SLIDER", PF_Param_SLIDER, 1},
+        {"PF_Param_FIX_SLIDER", PF_Param_FIX_SLIDER, 2},
+        {"PF_Param_ANGLE", PF_Param_ANGLE, 3},
+        {"PF_Param_CHECKBOX", PF_Param_CHECKBOX, 4},
+        {"PF_Param_COLOR", PF_Param_COLOR, 5},
+        {"PF_Param_POINT", PF_Param_POINT, 6},
+        {"PF_Param_POPUP", PF_Param_POPUP, 7},
+        {"PF_Param_CUSTOM", PF_Param_CUSTOM, 8},
+        {"PF_Param_NO_DATA", PF_Param_NO_DATA, 9},
+        {"PF_Param_ARBITRARY_DATA", PF_Param_ARBITRARY_DATA, 11},
+        {"PF_Param_PATH", PF_Param_PATH, 12},
+        {"PF_Param_BUTTON", PF_Param_BUTTON, 15},
+        // Dynamic stream flags.
+        {"AEGP_DynStreamFlag_HIDDEN", AEGP_DynStreamFlag_HIDDEN, 0x2},
+        {"AEGP_DynStreamFlag_DISABLED", AEGP_DynStreamFlag_DISABLED, 0x10},
+    };
+    for (const auto& row : table) EXPECT_EQ(row.value, row.published) << row.what;
+}
+
 TEST(SdkValues, PixelFormatsAreFourCharactersInMemoryOrder) {
     struct {
         A_long value;

@@ -9,6 +9,7 @@
 #include "gl/AE_GL_Context.h"
 #include "gl/EffectData.h"
 #include "shell/EntryPoint.h"
+#include "shell/RenderCommands.h"
 
 // The embedded description the shell reads at global setup (in the plug-in
 // binary the generated source defines it).
@@ -229,6 +230,36 @@ TEST(EntryPoint, SmartPreRenderUnionsTheInputAndAsksForEveryLayer)
     EXPECT_EQ(call(h, PF_Cmd_SMART_PRE_RENDER, &extra), PF_Err_OUT_OF_MEMORY);
     EXPECT_EQ(h.layerCheckouts.size(), 1u);
     stopInstance(h);
+}
+
+TEST(EntryPoint, LayerCheckoutTimeIsTheFrameOffsetInTimeSteps)
+{
+    PF_InData in{};
+    in.current_time = 5000;
+    in.time_step = 1000;
+    struct Case {
+        int type;
+        float offset;
+        A_long time;
+    } cases[] = {
+        {GLFX_LAYER, 2.f, 7000},
+        {GLFX_LAYER, 2.9f, 7000},       // whole frames, toward zero
+        {GLFX_LAYER, -1.5f, 4000},      // toward zero: one frame earlier
+        {GLFX_LAYER, 0.f, 5000},
+        {GLFX_FLOAT, 3.f, 5000},        // only layers are offset
+        {GLFX_POINT, 3.f, 5000},
+        // Offsets beyond the int range stop at the host's time limits.
+        {GLFX_LAYER, 1e30f, 2147483647},
+        {GLFX_LAYER, -1e30f, -2147483647 - 1},
+        {GLFX_LAYER, 3e6f, 2147483647},  // 5000 + 3e9 > 2^31 - 1
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.offset);
+        glfxpar p;
+        p.type = c.type;
+        p.def[0] = c.offset;
+        EXPECT_EQ(glfxshell::checkoutTime(&in, p), c.time);
+    }
 }
 
 TEST(EntryPoint, RenderChecksOutAtTheLayersTimeAndChecksEverythingIn)

@@ -50,6 +50,9 @@ PF_Err resizeHandleCb(A_u_longlong size, PF_Handle* hp)
     void* p = std::realloc(it->second->data, size ? size : 1);
     if (!p)
         return PF_Err_OUT_OF_MEMORY;
+    // Grown memory is not cleared, as a host's is not.
+    if (size > it->second->size)
+        std::memset(static_cast<char*>(p) + it->second->size, 0xCD, size - it->second->size);
     it->second->data = p;
     it->second->size = size;
     return PF_Err_NONE;

@@ -95,11 +95,14 @@ TEST(ParamsSetup, ChoiceControlsCountFromOneAndKeepTheirTexts)
     glfxpar check = param(GLFX_CHECK, "Enable");
     check.def[0] = 257.f;  // only the low 8 bits survive
     check.itemtext = "on";
+    glfxpar huge = param(GLFX_POPUP, "Huge");
+    huge.max = 1e10f;  // integer part held at 2^31 - 1; + 1 = 2^31, whose low 16 bits are 0
+    huge.def[0] = 1e10f;
 
     FakeHost h;
-    cglfx fx = describe({popup, popup2, check});
+    cglfx fx = describe({popup, popup2, check, huge});
     ASSERT_EQ(glfxshell::ParamsSetup(&h.in, &h.out, fx), PF_Err_NONE);
-    ASSERT_EQ(h.added.size(), 3u);
+    ASSERT_EQ(h.added.size(), 4u);
 
     const PF_ParamDef& p = h.added[0];
     EXPECT_EQ(p.param_type, PF_Param_POPUP);
@@ -119,6 +122,9 @@ TEST(ParamsSetup, ChoiceControlsCountFromOneAndKeepTheirTexts)
     EXPECT_EQ(c.u.bd.value, 1);
     EXPECT_EQ(c.u.bd.dephault, 1);
     EXPECT_EQ(c.u.bd.u.nameptr, fx.par[3].itemtext.c_str());
+
+    EXPECT_EQ(h.added[3].u.pd.num_choices, 0);
+    EXPECT_EQ(h.added[3].u.pd.dephault, 0);
 }
 
 TEST(ParamsSetup, ColourAngleAndPointDefaultsInHostUnits)

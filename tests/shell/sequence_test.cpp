@@ -57,32 +57,78 @@ TEST(Sequence, SetupCreatesOneZeroedRecord)
     }
 }
 
+// A handle holding a record with state and stale pointers (as a saved
+// project from another process would), followed by `extra` bytes.
+PF_Handle recordWithExtraBytes(FakeHost& h, std::size_t extra)
+{
+    PF_Handle handle = h.newHandle(sizeof(EffectData) + extra);
+    EffectData* d = recordIn(handle);
+    std::memset(d, 0, sizeof(EffectData));
+    d->visibility[3] = -2;
+    d->values[1][0] = 0.5f;
+    d->time = 7;
+    d->glContext = reinterpret_cast<AE_GL_Context*>(0x20);
+    d->layerBuffers[0] = reinterpret_cast<float*>(0x10);
+    d->bufferWidth[0] = 64;
+    d->outputBuffer = reinterpret_cast<float*>(0x30);
+    d->outputBufferWidth = 64;
+    d->defines = reinterpret_cast<std::map<std::string, std::string>*>(0x40);
+    return handle;
+}
+
 TEST(Sequence, WrongSizedHandlesAreResizedToOneRecord)
 {
-    for (std::size_t size : {std::size_t(16), sizeof(EffectData) + 1000}) {
-        SCOPED_TRACE(size);
+    for (bool resetup : {false, true}) {
+        SCOPED_TRACE(resetup);
+        const auto command = [&](FakeHost& h) {
+            return resetup ? glfxshell::SequenceResetup(&h.in, &h.out, nullptr, nullptr)
+                           : glfxshell::SequenceSetupCommand(&h.in, &h.out, nullptr, nullptr,
+                                                             visibilityDescription());
+        };
         {
+            // Too large: the record at the front keeps its state; pointers
+            // from another process are dropped, never freed.
             FakeHost h;
-            h.in.sequence_data = h.newHandle(size);
-            ASSERT_EQ(glfxshell::SequenceSetupCommand(&h.in, &h.out, nullptr, nullptr, visibilityDescription()),
-                      PF_Err_NONE);
+            h.in.sequence_data = recordWithExtraBytes(h, 1000);
+            ASSERT_EQ(command(h), PF_Err_NONE);
             EXPECT_EQ(h.sizeOf(h.in.sequence_data), sizeof(EffectData));
+            EXPECT_EQ(h.out.sequence_data, h.in.sequence_data);
             const EffectData* d = recordIn(h.in.sequence_data);
-            EXPECT_EQ(d->visibility[1], 1);
+            EXPECT_EQ(d->values[1][0], 0.5f);
+            EXPECT_EQ(d->time, 7);
+            // SETUP takes visibility from the description; RESETUP keeps it.
+            EXPECT_EQ(d->visibility[3], resetup ? -2 : 0);
+            EXPECT_EQ(d->visibility[1], resetup ? 0 : 1);
+            EXPECT_TRUE(d->rebuild);
+            EXPECT_EQ(d->glContext, nullptr);
             EXPECT_EQ(d->defines, nullptr);
+            EXPECT_EQ(d->layerBuffers[0], nullptr);
+            EXPECT_EQ(d->bufferWidth[0], 0);
             EXPECT_EQ(d->outputBuffer, nullptr);
+            EXPECT_EQ(d->outputBufferWidth, 0);
             EXPECT_EQ(glfxshell::SequenceSetdown(&h.in, &h.out), PF_Err_NONE);
             EXPECT_EQ(h.handlesLive, 0);
         }
         {
+            // Too small: its 16 bytes stay, everything the resize added is
+            // zero (fresh host memory holds 0xCD).
             FakeHost h;
-            h.in.sequence_data = h.newHandle(size);
-            ASSERT_EQ(glfxshell::SequenceResetup(&h.in, &h.out, nullptr, nullptr), PF_Err_NONE);
+            h.in.sequence_data = h.newHandle(16);
+            ASSERT_EQ(command(h), PF_Err_NONE);
             EXPECT_EQ(h.sizeOf(h.in.sequence_data), sizeof(EffectData));
             const EffectData* d = recordIn(h.in.sequence_data);
-            EXPECT_TRUE(d->rebuild);
-            EXPECT_EQ(d->glContext, nullptr);
+            const unsigned char pattern[16] = {0xCD, 0xCD, 0xCD, 0xCD, 0xCD, 0xCD, 0xCD, 0xCD,
+                                               0xCD, 0xCD, 0xCD, 0xCD, 0xCD, 0xCD, 0xCD, 0xCD};
+            EXPECT_EQ(std::memcmp(d->values[0], pattern, 16), 0);
+            EXPECT_EQ(d->values[1][0], 0.f);
+            EXPECT_EQ(d->values[127][3], 0.f);
+            EXPECT_EQ(d->time, 0);
+            EXPECT_EQ(d->outputWidth, 0);
             EXPECT_EQ(d->layerBuffers[0], nullptr);
+            EXPECT_EQ(d->layerBuffers[31], nullptr);
+            EXPECT_EQ(d->outputBuffer, nullptr);
+            EXPECT_EQ(d->glContext, nullptr);
+            EXPECT_TRUE(d->rebuild);
             EXPECT_EQ(glfxshell::SequenceSetdown(&h.in, &h.out), PF_Err_NONE);
             EXPECT_EQ(h.handlesLive, 0);
         }
