@@ -62,7 +62,7 @@ AE_GL_Context::AE_GL_Context()
 
 AE_GL_Context::~AE_GL_Context()
 {
-    if (initialised)
+    if (initialised || holdsTextures())
         UninitGL(true);
 }
 
@@ -70,6 +70,8 @@ int AE_GL_Context::InitGL(std::string preamble, bool createTextures)
 {
     if (initialised)
         UninitGL(createTextures);
+    else if (createTextures && holdsTextures())
+        UninitGL(true);  // names kept by a build that stopped early
     log.clear();
     ok = true;
 
@@ -139,7 +141,10 @@ int AE_GL_Context::InitGL(std::string preamble, bool createTextures)
 
 void AE_GL_Context::UninitGL(bool deleteTextures)
 {
-    if (initialised && gl.HaveOpenGL()) {
+    // Textures are released even when no build is standing: a build that
+    // stopped before its programs (no description, context not current)
+    // leaves the names of the one before it.
+    if ((initialised || (deleteTextures && holdsTextures())) && gl.HaveOpenGL()) {
         try {
             ContextScope scope(gl);
             if (scope.active()) {
@@ -192,7 +197,9 @@ void AE_GL_Context::UpdateData()
     const int cellsy = description->settings.cellsy;
     const float fw = width ? static_cast<float>(width) : 1.f;
     const float fh = height ? static_cast<float>(height) : 1.f;
-    if (cellsx < 1)
+    // The arrays are never drawn; a hostile cell count must not exhaust
+    // memory building them, so counts beyond kMaxCells build nothing.
+    if (cellsx < 1 || static_cast<long long>(cellsx) * cellsy > kMaxCells)
         return;
     const float cw = fw / static_cast<float>(cellsx);
     const float ch = fh / static_cast<float>(cellsy);
@@ -204,7 +211,7 @@ void AE_GL_Context::UpdateData()
             const float x1 = x0 + cw;
             const float y0 = static_cast<float>(y) * ch;
             const float y1 = y0 + ch;
-            const float c = static_cast<float>(cellsx * y + x);
+            const float c = static_cast<float>(static_cast<long long>(cellsx) * y + x);
             tex.push_back({x0 / fw, y0 / fh, c, 0.f});
             tex.push_back({x1 / fw, y0 / fh, c, 1.f});
             tex.push_back({x1 / fw, y1 / fh, c, 2.f});

@@ -13,14 +13,16 @@ constexpr int kRouteEnd = glfxlimits::kRouteNone;
 const GLenum _fboBuff[] = {GL_COLOR_ATTACHMENT0_EXT};
 
 // The texture a routing entry names: -(n+1) is input layer n, r >= 0 the
-// output of pass r. Entries beyond the tables bind no texture.
-GLuint routedTexture(const AE_GL_Context& ctx, int r)
+// output of pass r. A layer or pass the description does not have binds no
+// texture (texture 0, never specified, samples as (0, 0, 0, 1)): its texture
+// may still hold a frame of an earlier, larger description.
+GLuint routedTexture(const AE_GL_Context& ctx, int r, int passes, int layers)
 {
     if (r < 0) {
         const int layer = -(r + 1);
-        return layer < AE_GL_Context::kSlots ? ctx.inputTextures[layer] : 0;
+        return layer < layers ? ctx.inputTextures[layer] : 0;
     }
-    return r < AE_GL_Context::kSlots ? ctx.passTextures[r] : 0;
+    return r < passes ? ctx.passTextures[r] : 0;
 }
 
 // Routing entry u of pass p. The rebinding walk admits one unit more than a
@@ -79,8 +81,6 @@ bool AE_GL_Context::ProcessGL(EffectData* data, int format, int type)
         return false;
     const int W = data->outputWidth;
     const int H = data->outputHeight;
-    if (W <= 0 || H <= 0)
-        return false;
 
     if (!initialised) {
         try {
@@ -91,6 +91,8 @@ bool AE_GL_Context::ProcessGL(EffectData* data, int format, int type)
         }
     }
     if (!ok || !description)
+        return false;
+    if (W <= 0 || H <= 0)
         return false;
 
     ContextScope scope(gl);
@@ -109,6 +111,7 @@ bool AE_GL_Context::ProcessGL(EffectData* data, int format, int type)
 
         // Inputs: converted to float textures by GL whatever their type.
         const int layers = std::clamp(s.layerCount, 0, glfxlimits::kMaxInputs);
+        const int passes = std::clamp(s.shaders, 0, glfxlimits::kMaxPasses);
         glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
         for (int i = 0; i < layers; ++i) {
             glBindTexture(GL_TEXTURE_2D, inputTextures[i]);
@@ -132,9 +135,7 @@ bool AE_GL_Context::ProcessGL(EffectData* data, int format, int type)
             data->outputBufferWidth = W;
             data->outputBufferHeight = H;
         }
-        const std::size_t capacity = std::max(pixels, held);
 
-        const int passes = std::clamp(s.shaders, 0, glfxlimits::kMaxPasses);
         for (int p = 0; p < passes; ++p) {
             glBindFramebuffer(GL_FRAMEBUFFER_EXT, gl.framebuffer);
             if (width != W || height != H) {
@@ -160,7 +161,7 @@ bool AE_GL_Context::ProcessGL(EffectData* data, int format, int type)
                 if (r == kRouteEnd)
                     break;
                 glActiveTexture(GL_TEXTURE0 + slot);
-                glBindTexture(GL_TEXTURE_2D, routedTexture(*this, r));
+                glBindTexture(GL_TEXTURE_2D, routedTexture(*this, r, passes, layers));
                 glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, filter);
                 glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, filter);
                 glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, wrap);
@@ -169,7 +170,11 @@ bool AE_GL_Context::ProcessGL(EffectData* data, int format, int type)
             }
 
             glUniform1i(glGetUniformLocation(program, "shadernum"), p);
-            setFloat(program, "time", static_cast<float>(data->time) * 0.0001f);
+            // The product is taken in double and rounded once: a float
+            // product would be off by one unit in the last place for about a
+            // third of all times (4000 would give 0.39999998).
+            setFloat(program, "time",
+                     static_cast<float>(static_cast<double>(static_cast<float>(data->time)) * 0.0001));
             setVec2(program, "resolution", static_cast<float>(W), static_cast<float>(H));
             setFloat(program, "pixelratio", data->pixelRatio);
             setVec2(program, "downsample", data->downsampleX, data->downsampleY);
@@ -192,7 +197,7 @@ bool AE_GL_Context::ProcessGL(EffectData* data, int format, int type)
                 if (r == kRouteEnd)
                     break;
                 glActiveTexture(GL_TEXTURE0 + u);
-                glBindTexture(GL_TEXTURE_2D, routedTexture(*this, r));
+                glBindTexture(GL_TEXTURE_2D, routedTexture(*this, r, passes, layers));
             }
 
             const float w = static_cast<float>(W), h = static_cast<float>(H);
@@ -211,11 +216,14 @@ bool AE_GL_Context::ProcessGL(EffectData* data, int format, int type)
         // Without passes the read-back takes the last input texture.
         const GLuint result = passes > 0 ? passTextures[passes - 1] : inputTextures[kSlots - 1];
         glBindTexture(GL_TEXTURE_2D, result);
-        // The texture must fit the buffer (it is W x H unless there were no passes).
+        // The caller reads the buffer as a W x H frame, so the texture must be
+        // exactly that (a pass texture always is; the last input texture of a
+        // description without passes may be smaller, larger or unspecified,
+        // which would leave the buffer partly unwritten or overrun it).
         GLint tw = 0, th = 0;
         glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_WIDTH, &tw);
         glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_HEIGHT, &th);
-        if (static_cast<std::size_t>(std::max(tw, 0)) * static_cast<std::size_t>(std::max(th, 0)) > capacity)
+        if (tw != W || th != H)
             return false;
         glPixelStorei(GL_PACK_ALIGNMENT, 4);
         glGetTexImage(GL_TEXTURE_2D, 0, format, type, data->outputBuffer);

@@ -232,6 +232,48 @@ TEST(GlobalContext, RebuildsAndSetdownsLeaveNoNames)
         EXPECT_FALSE(eglQueryContext(glfxSharedDisplay(), old, EGL_CONFIG_ID, &id));
 }
 
+TEST(GlobalContext, ABuildThatStopsEarlyLeaksNoTextures)
+{
+    // A build without a description stops before its programs and keeps the
+    // texture names of the build before it; the next build that makes
+    // textures, or an uninit, must still release them.
+    cglfx fx = makeEffect({samplingShader("uniform sampler2D in0;", "gl_FragColor = texture2D(in0, uv);")});
+    Instance inst(fx);
+    AE_GL_Context& c = inst.ctx();
+    std::vector<float> px(4 * 4, 0.75f);
+    inst.setLayer(0, px, 2, 2);
+    inst.setOutput(2, 2);
+
+    for (bool viaRebuild : {true, false}) {
+        c.InitGL("", true);
+        ASSERT_TRUE(c.ok) << c.log;
+        ASSERT_TRUE(inst.render());  // binding makes the names texture objects
+        const GLuint input = c.inputTextures[0], pass = c.passTextures[0];
+        withContext(c.gl, [&] { ASSERT_TRUE(glIsTexture(input) && glIsTexture(pass)); });
+
+        c.description = nullptr;
+        c.InitGL("", false);
+        EXPECT_FALSE(c.ok);
+        c.description = &glfxDescription();
+        if (viaRebuild) {
+            c.InitGL("", true);
+            ASSERT_TRUE(c.ok) << c.log;
+        } else {
+            c.UninitGL(true);
+        }
+        withContext(c.gl, [&] {
+            for (GLuint old : {input, pass}) {
+                const bool reused =
+                    std::count(std::begin(c.inputTextures), std::end(c.inputTextures), old) ||
+                    std::count(std::begin(c.passTextures), std::end(c.passTextures), old) || old == c.spareTexture;
+                if (!reused) {
+                    EXPECT_FALSE(glIsTexture(old)) << "texture " << old << (viaRebuild ? " after a rebuild" : " after uninit");
+                }
+            }
+        });
+    }
+}
+
 TEST(GlobalContext, DestroyingAContextWhoseGpuSideIsGoneIsSafe)
 {
     // The flatten path: the offscreen context goes first, then the object.

@@ -102,6 +102,146 @@ TEST(Pipeline, RoutingBeyondTheTablesBindsNothing)
     expectPixel(inst.pixel(1, 1), want, "unbound inputs");
 }
 
+TEST(Pipeline, RoutingToPassesAndLayersTheDescriptionLacks)
+{
+    // A first description with two passes and two layers leaves content in
+    // pass texture 1 and input texture 1. Reparsed to one pass and one layer
+    // (textures kept, as the options dialog does), a route to pass 1 or to
+    // layer 1 names nothing: both sample as (0, 0, 0, 1).
+    const int W = 3, H = 2;
+    cglfx fx = makeEffect({samplingShader("uniform sampler2D in0;", kCopy),
+                           samplingShader("uniform sampler2D in0; uniform sampler2D in1;",
+                                          "gl_FragColor = texture2D(in0, uv) + texture2D(in1, uv);")},
+                          2);
+    fx.settings.routing[1][0] = 0;
+    fx.settings.routing[1][1] = -2;
+    Instance inst(fx);
+    std::vector<float> l0 = pattern(W, H, 1), l1 = pattern(W, H, 2);
+    inst.setLayer(0, l0, W, H);
+    inst.setLayer(1, l1, W, H);
+    inst.setOutput(W, H);
+    inst.ctx().InitGL("", true);
+    ASSERT_TRUE(inst.ctx().ok) << inst.ctx().log;
+    ASSERT_TRUE(inst.render());
+
+    cglfx& now = glfxDescription();
+    now.settings.shaders = 1;
+    now.settings.layerCount = 1;
+    now.shaders = {samplingShader("uniform sampler2D in0; uniform sampler2D in1;",
+                                  "gl_FragColor = texture2D(in0, uv) + 2.0 * texture2D(in1, uv);")};
+    now.settings.routing[0][0] = 1;
+    now.settings.routing[0][1] = -2;
+    inst.ctx().InitGL("", false);
+    ASSERT_TRUE(inst.ctx().ok) << inst.ctx().log;
+    ASSERT_TRUE(inst.render());
+    const float want[4] = {0.f, 0.f, 0.f, 3.f};
+    for (int y = 0; y < H; ++y)
+        for (int x = 0; x < W; ++x)
+            expectPixel(inst.pixel(x, y), want, "stale texture read at " + std::to_string(x));
+}
+
+TEST(Pipeline, FilterAndWrapSettings)
+{
+    // One row of four texels per frame row; the pass samples column
+    // coordinate s at the centre of its own row. Linear filtering weighs
+    // texels i and i + 1 around u - 0.5 with u = s * 4. Clamping (repeat 0)
+    // is GL_CLAMP: s is clamped to [0, 1] and a linear sample at the edge
+    // takes half of the transparent black border; repeat 1 wraps s.
+    const int W = 4, H = 2;
+    cglfx fx = makeEffect({"uniform sampler2D in0; uniform float sx;\n"
+                           "void main() { gl_FragColor = texture2D(in0, vec2(sx, gl_FragCoord.y / 2.0)); }\n"});
+    fx.settings.params = 2;
+    fx.par[1].type = GLFX_FLOAT;
+    fx.par[1].components = 1;
+    fx.par[1].uniform = "sx";
+    Instance inst(fx);
+    std::vector<float> in = pattern(W, H, 5);
+    inst.setLayer(0, in, W, H);
+    inst.setOutput(1, H);
+    inst.ctx().InitGL("", true);
+    ASSERT_TRUE(inst.ctx().ok) << inst.ctx().log;
+
+    struct Case {
+        int interp, repeat;
+        float s;
+        int i0, i1;  // texels mixed half and half; -1 is the border
+        const char* what;
+    };
+    const Case cases[] = {
+        {0, 0, 1.25f, 3, 3, "nearest, clamped past the right edge"},
+        {0, 0, -0.5f, 0, 0, "nearest, clamped past the left edge"},
+        {0, 0, 1.0f, 3, 3, "nearest at s = 1"},
+        {0, 1, 1.25f, 1, 1, "nearest, wrapped"},
+        {1, 0, 0.5f, 1, 2, "linear inside"},
+        {1, 0, 1.25f, 3, -1, "linear, clamped: half border"},
+        {1, 0, -0.5f, -1, 0, "linear, clamped left: half border"},
+        {1, 1, 1.25f, 0, 1, "linear, wrapped"},
+        {1, 1, 1.0f, 3, 0, "linear, wrapped across the edge"},
+    };
+    for (const Case& c : cases) {
+        glfxDescription().settings.interp = c.interp;
+        glfxDescription().settings.repeat = c.repeat;
+        inst.d.values[1][0] = c.s;
+        ASSERT_TRUE(inst.render()) << c.what;
+        for (int y = 0; y < H; ++y) {
+            float want[4];
+            for (int ch = 0; ch < 4; ++ch) {
+                const float a = c.i0 < 0 ? 0.f : in[4 * (y * W + c.i0) + ch];
+                const float b = c.i1 < 0 ? 0.f : in[4 * (y * W + c.i1) + ch];
+                want[ch] = 0.5f * a + 0.5f * b;
+            }
+            expectPixel(inst.pixel(0, y), want, std::string(c.what) + " row " + std::to_string(y), 1e-6f);
+        }
+    }
+}
+
+TEST(Pipeline, LazyBuildUsesNoPreambleAndNoTextureNames)
+{
+    // Rendered without any build: the frame builds the programs itself with
+    // an empty preamble (the fixed definition is absent) and keeps the
+    // all-bits-set texture names. An empty frame still builds.
+    const std::string fixedOn = glfxtext::defineFixedOn();
+    ASSERT_EQ(fixedOn.rfind("#define ", 0), 0u);
+    const std::string macro = fixedOn.substr(8);
+    Instance inst(makeEffect({"void main() {\n#ifdef " + macro +
+                              "\n gl_FragColor = vec4(1.0, 0.0, 0.0, 1.0);\n#else\n"
+                              " gl_FragColor = vec4(0.0, 0.0, 1.0, 0.5);\n#endif\n}\n"}));
+    ASSERT_NE(getDefines(&inst.d).find(macro), std::string::npos);
+    inst.setOutput(0, 0);
+    EXPECT_FALSE(inst.render());
+    EXPECT_TRUE(inst.ctx().initialised);
+    EXPECT_TRUE(inst.ctx().ok) << inst.ctx().log;
+
+    inst.setOutput(2, 2);
+    ASSERT_TRUE(inst.render());
+    const float want[4] = {0.f, 0.f, 1.f, 0.5f};
+    expectPixel(inst.pixel(1, 1), want, "no preamble");
+    for (int i = 0; i < AE_GL_Context::kSlots; ++i) {
+        EXPECT_EQ(inst.ctx().inputTextures[i], AE_GL_Context::kNoTexture);
+        EXPECT_EQ(inst.ctx().passTextures[i], AE_GL_Context::kNoTexture);
+    }
+}
+
+TEST(Pipeline, NoFragmentSourcesRunFixedFunction)
+{
+    // Without any fragment source (and without a vertex shader) the pass
+    // program holds no shader: it links, and fixed-function texturing of
+    // unit 0 (enabled by the build) copies the routed layer.
+    const int W = 3, H = 2;
+    cglfx fx = makeEffect({});
+    fx.settings.shaders = 1;
+    fx.settings.routing[0][0] = -1;
+    Instance inst(fx);
+    std::vector<float> in = pattern(W, H, 6);
+    inst.setLayer(0, in, W, H);
+    inst.setOutput(W, H);
+    inst.ctx().InitGL("#define UNUSED 1\r\n", true);
+    ASSERT_TRUE(inst.ctx().ok) << inst.ctx().log;
+    ASSERT_TRUE(inst.render());
+    for (int k = 0; k < W * H * 4; ++k)
+        EXPECT_EQ(inst.d.outputBuffer[k], in[k]) << k;
+}
+
 TEST(Pipeline, FixedUniforms)
 {
     // Two passes; pixel column 0..2 of each pass carries some of the fixed
@@ -130,11 +270,13 @@ TEST(Pipeline, FixedUniforms)
     inst.ctx().InitGL("", true);
     ASSERT_TRUE(inst.ctx().ok) << inst.ctx().log;
     ASSERT_TRUE(inst.render());
+    // 12345 * 0.0001 rounded once to float is the float nearest 1.2345; a
+    // product taken in float would give the float below it.
     const float fixed0[4] = {1.2345f, 3.f, 2.f, 0.9f};
     const float fixed1[4] = {0.5f, 0.25f, 3.f, 5.f};
     const float passes[4] = {1.f, 0.f, 0.f, 1.f};  // pass 1 running, pass 0 wrote 0
     for (int y = 0; y < H; ++y) {
-        expectPixel(inst.pixel(0, y), fixed0, "time/resolution/pixelratio", 1e-6f);
+        expectPixel(inst.pixel(0, y), fixed0, "time/resolution/pixelratio");
         expectPixel(inst.pixel(1, y), fixed1, "downsample/cells");
         expectPixel(inst.pixel(2, y), passes, "shadernum");
     }
@@ -259,6 +401,36 @@ TEST(Pipeline, CompileErrorLeavesLaterPassesUnlinked)
     EXPECT_TRUE(inst.render());
 }
 
+TEST(Pipeline, BuildLogKeepsAtMost1023BytesOfEachInfoLog)
+{
+    // Many errors give an info log far longer than the 1024-byte buffer the
+    // build reads it into; the log keeps its first 1023 bytes. The full log
+    // is read here with a buffer of its own size.
+    std::string source = "void main() {\n";
+    for (int i = 0; i < 200; ++i)
+        source += " undeclared_" + std::to_string(i) + " = 1.0;\n";
+    source += "}\n";
+    Instance inst(makeEffect({source}));
+    AE_GL_Context& c = inst.ctx();
+    c.InitGL("", true);
+    EXPECT_FALSE(c.ok);
+    std::string full;
+    withContext(c.gl, [&] {
+        const GLuint shader = glCreateShader(GL_FRAGMENT_SHADER);
+        const GLchar* text = source.c_str();
+        glShaderSource(shader, 1, &text, nullptr);
+        glCompileShader(shader);
+        GLint length = 0;
+        glGetShaderiv(shader, GL_INFO_LOG_LENGTH, &length);
+        std::vector<char> buffer(static_cast<std::size_t>(length) + 1, '\0');
+        glGetShaderInfoLog(shader, length, nullptr, buffer.data());
+        full = buffer.data();
+        glDeleteShader(shader);
+    });
+    ASSERT_GT(full.size(), 1023u) << "the driver reported too short a log for this test";
+    EXPECT_EQ(c.log, full.substr(0, 1023));
+}
+
 TEST(Pipeline, FrameSizeLimits)
 {
     Instance inst(makeEffect({"void main() { gl_FragColor = vec4(0.5, 0.25, 1.0, 1.0); }\n"}));
@@ -326,14 +498,42 @@ TEST(Pipeline, PassCountsFromZeroToThirtyTwo)
         }
     }
 
-    // No pass at all: the read-back takes the last input texture.
-    cglfx fx = makeEffect({}, 32);
+    {
+        // A pass count beyond the 32 slots runs the 32 passes there are.
+        std::vector<std::string> sources(32, samplingShader("uniform sampler2D in0;",
+                                                            "gl_FragColor = texture2D(in0, uv) + 0.03125;"));
+        cglfx fx = makeEffect(sources);
+        for (int p = 1; p < 32; ++p)
+            fx.settings.routing[p][0] = p - 1;
+        fx.settings.shaders = 40;
+        Instance inst(fx);
+        inst.setLayer(0, in, W, H);
+        inst.setOutput(W, H);
+        inst.ctx().InitGL("", true);
+        ASSERT_TRUE(inst.ctx().ok) << inst.ctx().log;
+        ASSERT_TRUE(inst.render());
+        for (int k = 0; k < W * H * 4; ++k)
+            EXPECT_EQ(inst.d.outputBuffer[k], in[k] + 1.f) << "40 passes, value " << k;
+    }
+
+    // No pass at all: the read-back takes the last input texture, which
+    // must then be a frame of the output's size.
+    cglfx fx = makeEffect({}, 1);
     Instance inst(fx);
-    std::vector<float> last = pattern(W, H, 9);
-    inst.setLayer(31, last, W, H);
+    std::vector<float> first = pattern(W, H, 8);
+    inst.setLayer(0, first, W, H);
     inst.setOutput(W, H);
     inst.ctx().InitGL("", true);
     ASSERT_TRUE(inst.ctx().ok);
+    EXPECT_FALSE(inst.render()) << "last input texture never filled";
+    glfxDescription().settings.shaders = -2;
+    EXPECT_FALSE(inst.render()) << "a negative pass count is no pass";
+    glfxDescription().settings.shaders = 0;
+    glfxDescription().settings.layerCount = 32;
+    std::vector<float> last = pattern(W, H, 9);
+    inst.setLayer(31, last, W - 1, H);
+    EXPECT_FALSE(inst.render()) << "last input narrower than the frame";
+    inst.setLayer(31, last, W, H);
     ASSERT_TRUE(inst.render());
     for (int k = 0; k < W * H * 4; ++k)
         EXPECT_EQ(inst.d.outputBuffer[k], last[k]) << k;
@@ -398,7 +598,34 @@ TEST(Pipeline, CellGeometryFollowsTheFrameSize)
     inst.ctx().UpdateData();
     ASSERT_EQ(vert.size(), 4u);
     EXPECT_FLOAT_EQ(vert[2].x, 1.f) << "a zero width counts as one";
+    // The last corner's s comes from x1 - cw, which rounds differently
+    // from x0 here: width 1 in three cells, third cell, cw = 1/3 and
+    // x1 = 2 cw + cw = 1 exactly.
+    glfxDescription().settings.cellsx = 3;
+    inst.ctx().UpdateData();
+    ASSERT_EQ(tex.size(), 12u);
+    const float third = 1.f / 3.f;
+    ASSERT_NE(1.f - third, 2.f * third);
+    EXPECT_EQ(tex[11].s, 1.f - third);
+    EXPECT_EQ(tex[8].s, 2.f * third);
+    EXPECT_EQ(tex[9].s, 1.f);
     glfxDescription().settings.cellsx = 0;
     inst.ctx().UpdateData();
     EXPECT_TRUE(vert.empty() && tex.empty() && col.empty());
+
+    // A 256 x 256 grid is built; one cell more, or a grid whose count
+    // overflows 32 bits, builds nothing instead of exhausting memory.
+    glfxDescription().settings.cellsx = 256;
+    glfxDescription().settings.cellsy = 256;
+    inst.ctx().UpdateData();
+    ASSERT_EQ(vert.size(), 4u * 65536u);
+    EXPECT_FLOAT_EQ(tex.back().cell, 65535.f);
+    glfxDescription().settings.cellsx = 65537;
+    glfxDescription().settings.cellsy = 1;
+    inst.ctx().UpdateData();
+    EXPECT_TRUE(vert.empty());
+    glfxDescription().settings.cellsx = 100000;
+    glfxDescription().settings.cellsy = 100000;
+    inst.ctx().UpdateData();
+    EXPECT_TRUE(vert.empty());
 }
