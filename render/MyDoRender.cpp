@@ -1,5 +1,7 @@
 #include "render/MyDoRender.h"
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
@@ -21,19 +23,20 @@ namespace {
 constexpr int kEmptyLayerSize = 100;  // buffer size assumed for an empty layer
 constexpr std::size_t kPixelBytes = 4 * sizeof(float);
 
-// Size of a layer for buffer purposes: an empty (or missing) layer counts as
-// 100 x 100.
+inline long long area(long long w, long long h) { return w * h; }
+
+// Size of a layer for buffer purposes: a layer of no area (or a missing one)
+// counts as 100 x 100. Only a zero area is replaced; the transfers skip a
+// layer whose sides are not positive.
 void layerSize(const PF_LayerDef* layer, int& w, int& h)
 {
     w = layer ? layer->width : 0;
     h = layer ? layer->height : 0;
-    if (w <= 0 || h <= 0) {
+    if (area(w, h) == 0) {
         w = kEmptyLayerSize;
         h = kEmptyLayerSize;
     }
 }
-
-inline long long area(long long w, long long h) { return w * h; }
 
 void frameValues(const PF_InData* in_data, RenderData* r)
 {
@@ -83,10 +86,14 @@ void growOutputBuffer(RenderData* r, const PF_LayerDef* output)
     int w, h;
     layerSize(r->layers[0], w, h);
     const long long held = area(r->outputBufferWidth, r->outputBufferHeight);
-    // The buffer is sized from the input layer; an output world larger than
-    // what the buffer was sized for also needs a new one, as the passes read
-    // back output.width x output.height pixels into it.
-    const bool outputTooLarge = area(std::max(output->width, 0), std::max(output->height, 0)) > held;
+    // The buffer grows with the input layer; its recorded size is the
+    // layer's, while the allocation also covered the output world of that
+    // frame. An output world that has since outgrown the allocation itself
+    // (the layer staying as it was) would be read past its end by the
+    // transfer back, so that also regrows it.
+    const unsigned long long outputBytes = static_cast<unsigned long long>(std::max(output->width, 0)) *
+                                           static_cast<unsigned long long>(std::max(output->height, 0)) * kPixelBytes;
+    const bool outputTooLarge = r->outputBuffer && outputBytes > malloc_usable_size(r->outputBuffer);
     if (area(w, h) > held || outputTooLarge || !r->outputBuffer) {
         const long long bw = std::max<long long>({output->width, w, r->outputBufferWidth});
         const long long bh = std::max<long long>({output->height, h, r->outputBufferHeight});

@@ -80,7 +80,9 @@ struct SwitchContext {
 // Shows or enables the parameters of the selected group among groups
 // first..last and hides or disables those of the others. Returns the result
 // of the last UI update.
-PF_Err applyGroupSwitch(SwitchContext& c, int first, int last, int selected)
+// Group numbers are compared in 64 bits: a switch of group -2147483648 or a
+// huge max must not overflow.
+PF_Err applyGroupSwitch(SwitchContext& c, long long first, long long last, long long selected)
 {
     const bool hideMode = first > kHideModeGroup;
     PF_Err err = PF_Err_NONE;
@@ -205,9 +207,9 @@ PF_Err ParamsChanged(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** par
 
     PF_Err err = PF_Err_NONE;
     if (dc.group[0] < 0) {
-        const int first = -dc.group[0];
-        const int last = first + std::max(1, valueToInt(dc.max));
-        const int selected = first + v - (dc.type == GLFX_POPUP ? 1 : 0);
+        const long long first = -static_cast<long long>(dc.group[0]);
+        const long long last = first + std::max(1, valueToInt(dc.max));
+        const long long selected = first + v - (dc.type == GLFX_POPUP ? 1 : 0);
         SwitchContext ctx{fx, count, d, in_data, params, suites, streams};
         err = applyGroupSwitch(ctx, first, last, selected);
     }
@@ -230,7 +232,7 @@ PF_Err ParamsChanged(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** par
             const auto preset = fx.settings.presets.find({c, v - 1});
             if (preset != fx.settings.presets.end()) {
                 for (const auto& [t, def] : preset->second.values) {
-                    if (t < 1 || t >= count || !params[t]) continue;
+                    if (t < 0 || t >= count || !params[t]) continue;
                     applyPresetValue(fx, d, params[t], t, def);
                 }
             }

@@ -332,13 +332,17 @@ TEST_P(RenderErrors, FailWithOneLineAndNoOutput)
     const std::string fx = s.write("u.glfx", kUniforms);
     const std::string bad = s.write("bad.glfx", "[settings]\nname=Bad\n[ps0]\nvoid main() { gl_FragColor = nope; }\n");
     writePixels(s.path("in.png"), 5, 3, inputPixels(0.0f, 1.0f), "uint8");
+    const std::string corrupt = s.write("corrupt.png", "not an image at all");
+    const std::string empty = s.write("empty.ppm", "P6\n0 0\n255\n");   // a picture of 0 x 0 pixels
     auto expand = [&](std::string a) {
         for (const auto& [key, value] : {std::pair<std::string, std::string>{"@IN@", s.path("in.png")},
                                          {"@OUT@", s.path("out.png")},
                                          {"@MISSING@", s.path("missing.png")},
                                          {"@FX@", fx},
                                          {"@BADFX@", bad},
-                                         {"@NODIR@", s.path("nodir/out.png")}}) {
+                                         {"@NODIR@", s.path("nodir/out.png")},
+                                         {"@CORRUPT@", corrupt},
+                                         {"@EMPTYIMG@", empty}}) {
             for (size_t p; (p = a.find(key)) != std::string::npos;)
                 a.replace(p, key.size(), q(value));
         }
@@ -375,7 +379,16 @@ INSTANTIATE_TEST_SUITE_P(
                     ErrorCase{"shader_build", "@IN@ -o @OUT@ --effect @BADFX@", "shader build failed"},
                     ErrorCase{"shader_build_premiere", "@IN@ -o @OUT@ --effect @BADFX@ --host premiere",
                               "shader build failed"},
-                    ErrorCase{"missing_plugin", "@IN@ -o @OUT@ --plugin @MISSING@", "plug-in"}),
+                    ErrorCase{"missing_plugin", "@IN@ -o @OUT@ --plugin @MISSING@", "plug-in"},
+                    ErrorCase{"unreadable_input", "@CORRUPT@ -o @OUT@", "cannot read image"},
+                    ErrorCase{"zero_sized_input", "@EMPTYIMG@ -o @OUT@", "not a 2D image with pixels"},
+                    ErrorCase{"zero_sized_pattern", "--size 0x5 -o @OUT@", "--size"},
+                    ErrorCase{"missing_layer_file", "@IN@ -o @OUT@ --layer level=@MISSING@", "missing.png"},
+                    ErrorCase{"zero_sized_layer", "@IN@ -o @OUT@ --layer level=@EMPTYIMG@",
+                              "not a 2D image with pixels"},
+                    ErrorCase{"unknown_layer", "@IN@ -o @OUT@ --layer nosuch=@IN@", "unknown parameter 'nosuch'"},
+                    ErrorCase{"unknown_parameter_after_good_one", "@IN@ -o @OUT@ --set level=0.5 --set nosuch=1",
+                              "unknown parameter 'nosuch'"}),
     [](const testing::TestParamInfo<ErrorCase>& i) { return std::string(i.param.name); });
 
 // Checkbox, angle and point values: red = the checkbox, green = the angle's
@@ -448,3 +461,66 @@ TEST(Render, LayerParameterGetsItsImage)
     ASSERT_EQ(r.status, 0) << r.err;
     expectSame(readPixels(s.path("o.exr")), layer, 0.0f);
 }
+
+// Group switches through --set: the switch's click goes to the plug-in as a
+// user change, which disables (or, from group 101 on, hides) the other
+// groups' parameters through the host's suites; that must succeed and leave
+// the values as they are. The checkbox also carries a definition (flags 1),
+// which the shader reads as _split; red shows it, green and blue the two
+// grouped sliders, alpha the popup's item / 2.
+const char* kSwitches =
+    "[settings]\n"
+    "name=Switches\n"
+    "version=1.0\n"
+    "[par1]\nparam=split\ntype=check\nflags=1\ngroupswitch=3\nmax=1\ndefault=0\n"
+    "[par2]\nparam=near\ntype=float\nmin=0\nmax=1\ndefault=0.25\ngroup=3\n"
+    "[par3]\nparam=far\ntype=float\nmin=0\nmax=1\ndefault=0.75\ngroup=4\n"
+    "[par4]\nparam=look\ntype=popup\ntext=a|b|c\ngroupswitch=101\n"
+    "[par5]\nparam=lb\ntype=float\nmin=0\nmax=1\ndefault=0\ngroup=102\n"
+    "[ps0]\n"
+    "uniform float near;\n"
+    "uniform float far;\n"
+    "uniform int look;\n"
+    "void main() {\n"
+    "#ifndef _split\n"
+    "#define _split 0\n"
+    "#endif\n"
+    "#if _split\n"
+    "  gl_FragColor = vec4(1.0, near, far, float(look) / 2.0);\n"
+    "#else\n"
+    "  gl_FragColor = vec4(0.0, near, far, float(look) / 2.0);\n"
+    "#endif\n"
+    "}\n";
+
+struct SwitchCase {
+    const char* name;
+    const char* sets;
+    float r, g, b, a;
+};
+
+class Switches : public testing::TestWithParam<SwitchCase> {};
+
+TEST_P(Switches, ClickOnASwitchAppliesAndKeepsValues)
+{
+    NEED_PLUGIN();
+    const SwitchCase& c = GetParam();
+    Scratch s;
+    const std::string fx = s.write("s.glfx", kSwitches);
+    const Result r = glfx("render --effect " + q(fx) + " --size 3x2 --depth 32 -o " + q(s.path("o.exr")) + " " +
+                          c.sets);
+    ASSERT_EQ(r.status, 0) << r.err;
+    const Pixels out = readPixels(s.path("o.exr"));
+    EXPECT_FLOAT_EQ(out.at(1, 1, 0), c.r);
+    EXPECT_FLOAT_EQ(out.at(1, 1, 1), c.g);
+    EXPECT_FLOAT_EQ(out.at(1, 1, 2), c.b);
+    EXPECT_FLOAT_EQ(out.at(1, 1, 3), c.a);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Groups, Switches,
+    testing::Values(SwitchCase{"defaults", "", 0.0f, 0.25f, 0.75f, 0.0f},
+                    SwitchCase{"checkbox_on", "--set split=true", 1.0f, 0.25f, 0.75f, 0.0f},
+                    SwitchCase{"checkbox_on_then_slider", "--set split=true --set far=0.5", 1.0f, 0.25f, 0.5f, 0.0f},
+                    SwitchCase{"checkbox_off_again", "--set split=on --set split=off", 0.0f, 0.25f, 0.75f, 0.0f},
+                    SwitchCase{"hiding_popup", "--set look=b --set lb=0.5 --set look=c", 0.0f, 0.25f, 0.75f, 1.0f}),
+    [](const testing::TestParamInfo<SwitchCase>& i) { return std::string(i.param.name); });

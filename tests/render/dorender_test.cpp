@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <memory>
 #include <new>
 
 #include "FakeSuites.h"
@@ -123,6 +124,66 @@ TEST_F(DoRenderTest, EmptyLayerGetsAHundredSquareOrTheOutputSize)
     }
     // the input's buffer is sized for the larger of input and output
     EXPECT_GE(malloc_usable_size(rec.d.layerBuffers[0]), 150u * 20u * 16u);
+}
+
+TEST_F(DoRenderTest, OnlyALayerOfNoAreaCountsAsAHundredSquare)
+{
+    describe(4, 1, 0, false);
+    struct Case {
+        int w, h;          // the layer world
+        int layerW, layerH;  // what the record gets
+    };
+    const Case cases[] = {
+        {0, 0, 100, 100},
+        {0, 7, 100, 100},  // no area, though one side is not 0
+        {9, 0, 100, 100},
+        {-4, 5, -4, 5},    // a negative area is not 0: kept as it is
+    };
+    for (const Case& c : cases) {
+        TestRecord fresh;
+        PF_LayerDef layer{};
+        layer.width = c.w;
+        layer.height = c.h;
+        TestWorld out(6, 6, 4);
+        for (int i = 1; i < 4; ++i) fresh.d.layers[i] = &layer;
+        ASSERT_EQ(PF_Err_NONE, MyDoRender(&in, nullptr, &fresh.d, nullptr, &out.def, nullptr));
+        EXPECT_EQ(c.layerW, fresh.d.layerWidth[3]) << c.w << " x " << c.h;
+        EXPECT_EQ(c.layerH, fresh.d.layerHeight[3]) << c.w << " x " << c.h;
+    }
+}
+
+TEST_F(DoRenderTest, OutputLargerThanTheInputKeepsItsBuffer)
+{
+    // The first frame allocates max(output, input) = 20 x 20 and records the
+    // input's 10 x 10. The second frame's input is no larger, so the buffer is
+    // kept with what it held, and (no passes run here) that is what the
+    // output world receives: 0.5 through the 8-bit clamp is 127.
+    TestWorld in0(10, 10, 4), out(20, 20, 4, 4);
+    rec.d.layers[0] = &in0.def;
+    ASSERT_EQ(PF_Err_NONE, render(&out.def));
+    ASSERT_NE(nullptr, rec.d.outputBuffer);
+    EXPECT_EQ(10, rec.d.outputBufferWidth);
+    EXPECT_EQ(10, rec.d.outputBufferHeight);
+    EXPECT_GE(malloc_usable_size(rec.d.outputBuffer), 20u * 20u * 16u);
+    // A buffer of exactly the output's size, with a block allocated after it
+    // so that releasing it would not merge it back into free memory
+    // untouched: a reallocation shows in its first pixel.
+    std::free(rec.d.outputBuffer);
+    rec.d.outputBuffer = newBuffer(20 * 20, 0.5f);
+    std::unique_ptr<char, decltype(&std::free)> guard(static_cast<char*>(std::malloc(64)), &std::free);
+    float* const kept = rec.d.outputBuffer;
+
+    ASSERT_EQ(PF_Err_NONE, render(&out.def));
+    EXPECT_EQ(kept, rec.d.outputBuffer);
+    EXPECT_EQ(10, rec.d.outputBufferWidth);
+    for (int y = 0; y < 20; ++y)
+        for (int x = 0; x < 20; ++x)
+            for (int k = 0; k < 4; ++k) ASSERT_EQ(127, out.pixel<std::uint8_t>(x, y)[k]) << x << "," << y;
+
+    // An output world beyond what was allocated gets a buffer that holds it.
+    TestWorld bigOut(40, 40, 4);
+    ASSERT_EQ(PF_Err_NONE, render(&bigOut.def));
+    EXPECT_GE(malloc_usable_size(rec.d.outputBuffer), 40u * 40u * 16u);
 }
 
 TEST_F(DoRenderTest, NoPassesNoOutputBuffer)

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <map>
 #include <memory>
 #include <string>
@@ -148,6 +149,13 @@ TEST_F(ParamsTest, AssignAngleInRadiansWhenSwitched)
         assign();
         EXPECT_FLOAT_EQ(c.expected, rec.d.values[1][0]) << c.degrees << " flags " << c.flags;
     }
+    // The radians are computed in double and rounded once: -710 × -π / 180 =
+    // 12.39183768915974, whose nearest float is 12.391838073730469 (0x414644F8);
+    // the same sum in float arithmetic ends one step below, 12.391837120056152.
+    declare(1, GLFX_ANGLE).flags = 1;
+    param(1).u.ad.value = fixed(-710.0);
+    assign();
+    EXPECT_EQ(0x414644F8u, floatBits(rec.d.values[1][0]));
 }
 
 TEST_F(ParamsTest, AssignPushesHiddenAndShownStreams)
@@ -288,6 +296,26 @@ TEST_F(GroupSwitchTest, OffSelectsTheFirstGroup)
     EXPECT_EQ(0, host.effectsOut);
     EXPECT_EQ(0, host.streamsOut);
     EXPECT_EQ(0, host.suitesOut);
+}
+
+TEST_F(GroupSwitchTest, ExtremeSwitchNumbersTouchNothing)
+{
+    // group=-2147483648 names group 2147483648, beyond every int group; a
+    // huge max must not wrap the range around onto the small groups either.
+    glfxpar& sw = fx().par[1];
+    sw.group[0] = std::numeric_limits<int>::min();
+    sw.max = 1e10f;
+    param(1).u.bd.value = 1;
+    EXPECT_EQ(PF_Err_NONE, changed(1));
+    for (int j = 2; j <= 7; ++j) EXPECT_EQ(0, rec.d.visibility[j]) << j;
+    EXPECT_TRUE(host.uiUpdates.empty());
+    sw.group[0] = -2;
+    sw.max = 1e10f;
+    param(1).u.bd.value = 0;  // selects group 2; groups 3, 4 and 5 are in range, all off
+    EXPECT_EQ(PF_Err_NONE, changed(1));
+    EXPECT_EQ(1, rec.d.visibility[2]);
+    EXPECT_EQ(1, rec.d.visibility[3]);
+    EXPECT_EQ(1, rec.d.visibility[7]);
 }
 
 TEST_F(GroupSwitchTest, OnSelectsTheNextGroup)
@@ -483,6 +511,26 @@ TEST_F(ParamsTest, PresetReachesEveryTargetType)
     EXPECT_EQ(0.25f, rec.d.values[7][0]);  // the fraction, until the next render
     EXPECT_EQ(-0.5f, rec.d.values[7][1]);
     EXPECT_EQ(0.0f, rec.d.values[8][0]);
+}
+
+TEST_F(ParamsTest, PresetOnTheInputLayerOnlyFlagsIt)
+{
+    // A preset line may name "in0", the input layer (parameter 0): like any
+    // layer target it gets the changed flag and no value.
+    declare(0, GLFX_LAYER);
+    glfxpar& chooser = declare(1, GLFX_POPUP);
+    chooser.flags = 3;
+    glfxpreset preset;
+    preset.values[0].v[0] = 0.5f;
+    glfxDescription().settings.presets[{1, 0}] = preset;
+    param(1).u.pd.value = 1;
+    param(0).u.ld.width = 12;
+    rec.d.values[0][0] = 7.0f;
+
+    EXPECT_EQ(PF_Err_NONE, changed(1));
+    EXPECT_EQ(PF_ChangeFlag_CHANGED_VALUE, param(0).uu.change_flags);
+    EXPECT_EQ(12, param(0).u.ld.width);
+    EXPECT_EQ(7.0f, rec.d.values[0][0]);
 }
 
 TEST_F(ParamsTest, PresetPointsRoundHalvesAwayFromZero)
