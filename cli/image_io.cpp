@@ -22,13 +22,13 @@ Image readImage(const std::string& path)
         std::string why = OIIO::geterror();
         throw CommandError("cannot read image '" + path + "': " + (why.empty() ? "unknown format" : why));
     }
-    const OIIO::ImageSpec& spec = in->spec();
-    if (spec.width <= 0 || spec.height <= 0 || spec.nchannels <= 0 || spec.depth > 1)
+    const OIIO::ImageSpec& info = in->spec();
+    if (info.width <= 0 || info.height <= 0 || info.nchannels <= 0 || info.depth > 1)
         throw CommandError("image '" + path + "' is not a 2D image with pixels");
     Image img;
-    img.width = spec.width;
-    img.height = spec.height;
-    const OIIO::TypeDesc::BASETYPE base = static_cast<OIIO::TypeDesc::BASETYPE>(spec.format.basetype);
+    img.width = info.width;
+    img.height = info.height;
+    const OIIO::TypeDesc::BASETYPE base = static_cast<OIIO::TypeDesc::BASETYPE>(info.format.basetype);
     if (base == OIIO::TypeDesc::HALF || base == OIIO::TypeDesc::FLOAT || base == OIIO::TypeDesc::DOUBLE)
         img.depth = 32;
     else if (base == OIIO::TypeDesc::UINT8 || base == OIIO::TypeDesc::INT8)
@@ -36,7 +36,7 @@ Image readImage(const std::string& path)
     else
         img.depth = 16;
 
-    const int nch = spec.nchannels;
+    const int nch = info.nchannels;
     std::vector<float> raw(static_cast<size_t>(img.width) * img.height * nch);
     if (!in->read_image(0, 0, 0, nch, OIIO::TypeDesc::FLOAT, raw.data())) {
         std::string why = in->geterror();
@@ -44,7 +44,7 @@ Image readImage(const std::string& path)
     }
     // Which channel is alpha: the one the file names, else the fourth (or the
     // second of a grey+alpha image).
-    int alpha = spec.alpha_channel;
+    int alpha = info.alpha_channel;
     if (alpha < 0 && (nch == 2 || nch >= 4))
         alpha = nch == 2 ? 1 : 3;
     const bool grey = nch < 3;
@@ -128,9 +128,9 @@ void writeImage(const std::string& path, int width, int height, const std::vecto
 {
     Plan p = plan(path, depth);
     const int nch = p.format.alpha ? 4 : 3;
-    OIIO::ImageSpec spec(width, height, nch, p.type);
+    OIIO::ImageSpec info(width, height, nch, p.type);
     if (nch == 4)
-        spec.alpha_channel = 3;
+        info.alpha_channel = 3;
 
     // The temporary file keeps the extension last, so that formats chosen by
     // name still recognise it; it sits in the target directory so that the
@@ -146,7 +146,7 @@ void writeImage(const std::string& path, int width, int height, const std::vecto
         std::remove(tmp.c_str());
         throw CommandError("cannot write '" + path + "': " + why);
     };
-    if (!p.out->open(tmp, spec))
+    if (!p.out->open(tmp, info))
         fail(p.out->geterror());
     bool ok;
     if (nch == 4) {
