@@ -30,11 +30,11 @@ void addDescribeCommand(CLI::App& app)
         const std::string text =
             effect->empty() ? pluginDescriptionText(*openPlugin(*host)) : readTextFile(*effect);
         const std::unique_ptr<cglfx> fx = parseDescription(text);
-        nlohmann::json json = describeDescription(*fx);
+        DescribeJson json = describeDescription(*fx);
         addHostParams(json, *host);
         // Descriptions are byte strings (often Latin-1); bytes that are not
         // UTF-8 print as U+FFFD instead of failing the whole output.
-        std::cout << json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
+        std::cout << json.dump(2, ' ', false, DescribeJson::error_handler_t::replace) << "\n";
     });
 }
 

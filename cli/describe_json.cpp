@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-using nlohmann::json;
+using json = DescribeJson;
 
 namespace {
 

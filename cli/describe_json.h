@@ -6,4 +6,8 @@
 
 #include <nlohmann/json.hpp>
 
-nlohmann::json describeDescription(const cglfx& fx);
+// Objects keep their keys in the order they were written, so the output
+// reads in the documented order (settings, params, routing, ...).
+using DescribeJson = nlohmann::ordered_json;
+
+DescribeJson describeDescription(const cglfx& fx);

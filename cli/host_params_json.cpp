@@ -26,20 +26,20 @@ double shortest(float f)
     return std::strtod(buf, nullptr);
 }
 
-nlohmann::json pixel(const PF_Pixel& p)
+DescribeJson pixel(const PF_Pixel& p)
 {
     return {{"alpha", p.alpha}, {"red", p.red}, {"green", p.green}, {"blue", p.blue}};
 }
 
 }  // namespace
 
-nlohmann::json hostParamsJson(const glfxhost::Session& session, const cglfx& fx,
-                              std::vector<std::string>& warnings)
+DescribeJson hostParamsJson(const glfxhost::Session& session, const cglfx& fx,
+                            std::vector<std::string>& warnings)
 {
-    nlohmann::json list = nlohmann::json::array();
+    DescribeJson list = DescribeJson::array();
     for (const glfxhost::AddedParam& p : session.added()) {
         const PF_ParamDef& d = p.def;
-        nlohmann::json j;
+        DescribeJson j;
         j["index"] = p.descIndex;
         j["id"] = d.uu.id;
         j["type"] = glfxhost::paramTypeName(d.param_type);
@@ -111,7 +111,7 @@ nlohmann::json hostParamsJson(const glfxhost::Session& session, const cglfx& fx,
     return list;
 }
 
-void addHostParams(nlohmann::json& json, const HostOptions& opts)
+void addHostParams(DescribeJson& json, const HostOptions& opts)
 {
     const std::string path = pluginPath(opts);
     struct stat st {};

@@ -4,7 +4,7 @@
 
 #include "cli/effect_host.h"
 
-#include <nlohmann/json.hpp>
+#include "cli/describe_json.h"
 
 #include <string>
 #include <vector>
@@ -15,13 +15,13 @@ namespace glfxcli {
 // the values as the host stores them. A name the plug-in cut to the host's 31
 // characters is marked with "name_truncated" and "full_name" (the
 // description's display name), and a line for it is added to `warnings`.
-nlohmann::json hostParamsJson(const glfxhost::Session& session, const cglfx& fx,
-                              std::vector<std::string>& warnings);
+DescribeJson hostParamsJson(const glfxhost::Session& session, const cglfx& fx,
+                            std::vector<std::string>& warnings);
 
 // Loads the plug-in named by `opts`, runs global and parameter setup in the
 // chosen host and sets json["host_params"]. Without --plugin and with no
 // plug-in built beside glfx, host_params is null and a warning is printed.
-void addHostParams(nlohmann::json& json, const HostOptions& opts);
+void addHostParams(DescribeJson& json, const HostOptions& opts);
 
 // Adds --plugin and --host to a subcommand that has its own --effect.
 void addPluginOptions(CLI::App* cmd, HostOptions& opts);

@@ -12,6 +12,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <vector>
 #include <sys/wait.h>
 
 namespace {
@@ -86,7 +87,33 @@ nlohmann::json describeText(std::string text)
 {
     auto fx = std::make_unique<cglfx>();
     fx->parse(text);
-    return describeDescription(*fx);
+    return nlohmann::json::parse(describeDescription(*fx).dump());
+}
+
+std::vector<std::string> keysInOrder(const DescribeJson& object)
+{
+    std::vector<std::string> keys;
+    for (auto it = object.begin(); it != object.end(); ++it)
+        keys.push_back(it.key());
+    return keys;
+}
+
+// The output reads in the documented order: top level, settings, parameters.
+TEST(DescribeJson, KeysInDocumentedOrder)
+{
+    auto fx = std::make_unique<cglfx>();
+    std::string text = "[settings]\nparams=1\n[par0]\nparam=a\n[preset_a_0]\na=1\n";
+    fx->parse(text);
+    const DescribeJson j = describeDescription(*fx);
+    using Keys = std::vector<std::string>;
+    EXPECT_EQ(keysInOrder(j), (Keys{"settings", "params", "routing", "presets", "passes", "vertex"}));
+    EXPECT_EQ(keysInOrder(j.at("settings")),
+              (Keys{"name", "description", "category", "matchname", "version", "interp", "repeat", "params",
+                    "cellsx", "cellsy", "layers", "fast", "shaders", "noinput"}));
+    EXPECT_EQ(keysInOrder(j.at("params").at(0)),
+              (Keys{"index", "type", "components", "visibility", "name", "names", "uniform", "default", "min",
+                    "max", "itemtext", "items", "groups", "flags"}));
+    EXPECT_EQ(keysInOrder(j.at("presets").at(0)), (Keys{"param", "number", "values"}));
 }
 
 std::set<std::string> keysOf(const nlohmann::json& object)
