@@ -1,5 +1,7 @@
+// Definitions that parameter values contribute to the shader preamble. The
+// preamble text itself (fixed entries, key order, line ends) is checked where
+// it is built, in the GL tests.
 #include "glfx/defines.h"
-#include "glfx/strings.h"
 
 #include <gtest/gtest.h>
 
@@ -17,23 +19,28 @@ std::unique_ptr<cglfx> parsed(std::string text)
 }
 
 const char* kDescription =
+    "[par0]\nparam=zero\ntype=check\nflags=1\n"            // the input's slot: never defined
     "[par1]\nparam=grain\ntype=check\nflags=1\n"
     "[par2]\nparam=mode\ntype=popup\npopup=a|b|c\nflags=2\n"
     "[par3]\nparam=count\ntype=popup\npopup=x|y\nflags=1\n"
-    "[par4]\nparam=plain\ntype=float\nflags=1\n"         // flags on a float: nothing
+    "[par4]\nparam=plain\ntype=float\nflags=1\n"            // flags on a float: nothing
     "[par5]\nparam=look\ntype=popup\npopup=p|q\nflags=3\n"  // preset popup: nothing
-    "[par6]\nparam=empty\ntype=popup\nflags=2\n";           // no items: nothing
+    "[par6]\nparam=empty\ntype=popup\nflags=2\n"            // no items: nothing
+    "[par7]\nparam=beyond\ntype=check\nflags=1\n"           // past the count: nothing
+    "[settings]\nparams=7\n";
 
 TEST(Defines, ParameterDefinitions)
 {
     auto fx = parsed(kDescription);
+    ASSERT_EQ(fx->settings.params, 7);
     float values[8][4] = {};
-    values[1][0] = 0.7f;   // truncated to 0
-    values[2][0] = 2.0f;   // item "c"
-    values[3][0] = 1.9f;   // 1
+    values[0][0] = 1.f;
+    values[1][0] = 0.7f;  // truncated to 0
+    values[2][0] = 2.0f;  // item "c"
+    values[3][0] = 1.9f;  // 1
     values[4][0] = 5.f;
     values[5][0] = 1.f;
-    values[6][0] = 0.f;
+    values[7][0] = 1.f;
     std::map<std::string, std::string> defines;
     updateParamDefines(*fx, values, defines);
     const std::map<std::string, std::string> expected = {
@@ -45,7 +52,7 @@ TEST(Defines, ParameterDefinitions)
     EXPECT_EQ(defines["#define _grain"], "1");
 }
 
-TEST(Defines, PopupItemIsClampedToTheList)
+TEST(Defines, PopupItemAndIntegerValuesAreClamped)
 {
     auto fx = parsed(kDescription);
     float values[8][4] = {};
@@ -57,29 +64,7 @@ TEST(Defines, PopupItemIsClampedToTheList)
         EXPECT_EQ(defines["#define _mode"], item) << value;
     }
     EXPECT_EQ(popupItemClamped(fx->par[6], 0), "");
-}
 
-TEST(Defines, InputAndParametersBeyondTheCountAreSkipped)
-{
-    auto fx = parsed("[par]\nparam=zero\ntype=check\nflags=1\n[par1]\nparam=one\ntype=check\nflags=1\n"
-                     "[settings]\nparams=1\n");
-    float values[2][4] = {{1.f}, {1.f}};
-    std::map<std::string, std::string> defines;
-    updateParamDefines(*fx, values, defines);
-    EXPECT_TRUE(defines.empty());
-}
-
-TEST(Defines, TextIsInKeyOrderWithCrLf)
-{
-    std::map<std::string, std::string> defines = {
-        {"#define _beta", "2"}, {"#define _alpha", "1"}, {glfxtext::defineFixedOn(), "0"}};
-    EXPECT_EQ(definesText(defines),
-              "#define GLFX_PREVIEW 0\r\n#define _alpha 1\r\n#define _beta 2\r\n");
-    EXPECT_EQ(definesText({}), "");
-}
-
-TEST(Defines, ValueToInt)
-{
     EXPECT_EQ(valueToInt(2.9f), 2);
     EXPECT_EQ(valueToInt(-2.9f), -2);
     EXPECT_EQ(valueToInt(NAN), 0);

@@ -4,10 +4,10 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
 #include <memory>
 #include <set>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -20,43 +20,62 @@ std::unique_ptr<cglfx> loadEffect(const std::string& name)
     return fx;
 }
 
-int indexOf(const cglfx& fx, const std::string& uniform)
+const cglfx& builtin()
 {
-    for (int i = 0; i < fx.settings.params; ++i)
-        if (fx.par[i].uniform == uniform)
-            return i;
-    return -1;
+    static const std::unique_ptr<cglfx> fx = loadEffect("cinematic.glfx");
+    return *fx;
 }
 
-TEST(BuiltinEffect, SettingsAndPasses)
+// The parameter with this uniform name (a failure and parameter 0 when there
+// is none).
+const glfxpar& par(const std::string& uniform, int* index = nullptr)
 {
-    auto fx = loadEffect("cinematic.glfx");
-    EXPECT_EQ(fx->settings.name, "Cinematic");
-    EXPECT_EQ(fx->settings.shaders, 4);
-    EXPECT_EQ(fx->settings.layerCount, 2);
+    const cglfx& fx = builtin();
+    for (int i = 1; i < fx.settings.params; ++i)
+        if (fx.par[i].uniform == uniform) {
+            if (index)
+                *index = i;
+            return fx.par[i];
+        }
+    ADD_FAILURE() << "no parameter " << uniform;
+    return fx.par[0];
+}
+
+TEST(BuiltinEffect, SettingsPassesAndRouting)
+{
+    const cglfx& fx = builtin();
+    EXPECT_EQ(fx.settings.name, "Cinematic");
+    EXPECT_EQ(fx.settings.shaders, 4);
+    EXPECT_EQ(fx.settings.layerCount, 2);
     for (int p = 0; p < 4; ++p) {
-        EXPECT_NE(fx->passSource(p).find("void main()"), std::string::npos) << p;
-        EXPECT_EQ(fx->passSource(p).find("#version"), std::string::npos) << p;
-        EXPECT_EQ(fx->passSource(p).find("@@"), std::string::npos) << p;
+        EXPECT_NE(fx.passSource(p).find("void main()"), std::string::npos) << p;
+        EXPECT_EQ(fx.passSource(p).find("#version"), std::string::npos) << p;
+        EXPECT_EQ(fx.passSource(p).find("@@"), std::string::npos) << p;
     }
-    // Pass 2 runs the blur program of pass 1.
-    EXPECT_EQ(fx->passSource(2), fx->passSource(1));
-    EXPECT_NE(fx->passSource(1).find("shadernum"), std::string::npos);
+    // Pass 2 runs the blur program of pass 1, told apart by shadernum.
+    EXPECT_EQ(fx.passSource(2), fx.passSource(1));
+    EXPECT_NE(fx.passSource(1).find("shadernum"), std::string::npos);
+
+    // The bright pass reads the input (and the dirt layer, as every layer
+    // reaches pass 0); blur across reads the bright pass, blur down reads
+    // blur across; the composite reads the input, the blurred bloom, the dirt
+    // layer and the bright pass. Nothing after.
+    const std::vector<int> expected[4] = {{-1, -2, 999}, {0, 999}, {1, 999}, {-1, 2, -2, 0, 999}};
+    for (int p = 0; p < 4; ++p)
+        for (std::size_t i = 0; i < expected[p].size(); ++i)
+            EXPECT_EQ(fx.settings.routing[p][i], expected[p][i]) << "pass " << p << " input " << i;
 }
 
-TEST(BuiltinEffect, EveryParameterTypeIsUsed)
+TEST(BuiltinEffect, EveryParameterTypeIsUsedInBalancedGroups)
 {
-    auto fx = loadEffect("cinematic.glfx");
+    const cglfx& fx = builtin();
     std::set<int> types;
     int topicDepth = 0;
-    for (int i = 1; i < fx->settings.params; ++i) {
-        const glfxpar& p = fx->par[i];
+    for (int i = 1; i < fx.settings.params; ++i) {
+        const glfxpar& p = fx.par[i];
         types.insert(p.type);
         EXPECT_LE(p.name.size(), 31u) << p.name;
-        if (p.type == GLFX_TOPIC_START)
-            ++topicDepth;
-        if (p.type == GLFX_TOPIC_END)
-            --topicDepth;
+        topicDepth += (p.type == GLFX_TOPIC_START) - (p.type == GLFX_TOPIC_END);
         EXPECT_GE(topicDepth, 0) << i;
     }
     EXPECT_EQ(topicDepth, 0);
@@ -64,74 +83,47 @@ TEST(BuiltinEffect, EveryParameterTypeIsUsed)
                   GLFX_POINT, GLFX_TOPIC_START, GLFX_TOPIC_END, GLFX_FLOAT2})
         EXPECT_TRUE(types.count(t)) << "type " << t;
     // The float2 pair: the parameter after it is a float slider.
-    const int ab = indexOf(*fx, "aberration");
-    ASSERT_GT(ab, 0);
-    EXPECT_EQ(fx->par[ab].type, GLFX_FLOAT2);
-    EXPECT_EQ(fx->par[ab + 1].type, GLFX_FLOAT);
+    int ab = 0;
+    EXPECT_EQ(par("aberration", &ab).type, GLFX_FLOAT2);
+    EXPECT_EQ(fx.par[ab + 1].type, GLFX_FLOAT);
 }
 
 TEST(BuiltinEffect, DefinesSwitchesAndPresets)
 {
-    auto fx = loadEffect("cinematic.glfx");
-    const int bloom = indexOf(*fx, "bloom");
-    const int grain = indexOf(*fx, "grain");
-    const int tonemap = indexOf(*fx, "tonemap");
-    const int look = indexOf(*fx, "look");
-    ASSERT_GT(bloom, 0);
-    ASSERT_GT(grain, 0);
-    ASSERT_GT(tonemap, 0);
-    ASSERT_GT(look, 0);
+    const cglfx& fx = builtin();
+    // Checkboxes that define and switch groups; the parameters they switch
+    // sit in their "on" groups.
+    EXPECT_EQ(par("bloom").type, GLFX_CHECK);
+    EXPECT_EQ(par("bloom").flags, 1);
+    EXPECT_EQ(par("bloom").group[0], -10);
+    EXPECT_EQ(par("grain").flags, 1);
+    EXPECT_EQ(par("grain").group[0], -20);
+    EXPECT_EQ(par("threshold").group[0], 11);
+    EXPECT_EQ(par("dirt").group[0], 11);
+    EXPECT_EQ(par("grainAmount").group[0], 21);
 
-    EXPECT_EQ(fx->par[bloom].type, GLFX_CHECK);
-    EXPECT_EQ(fx->par[bloom].flags, 1);
-    EXPECT_EQ(fx->par[bloom].group[0], -10);
-    EXPECT_EQ(fx->par[grain].flags, 1);
-    EXPECT_EQ(fx->par[grain].group[0], -20);
-    // Parameters switched by the bloom checkbox sit in its "on" group 11.
-    EXPECT_EQ(fx->par[indexOf(*fx, "threshold")].group[0], 11);
-    EXPECT_EQ(fx->par[indexOf(*fx, "dirt")].group[0], 11);
-    EXPECT_EQ(fx->par[indexOf(*fx, "grainAmount")].group[0], 21);
-
-    EXPECT_EQ(fx->par[tonemap].type, GLFX_POPUP);
-    EXPECT_EQ(fx->par[tonemap].flags, 2);
-    EXPECT_EQ(fx->par[tonemap].components, 0);
-    ASSERT_EQ(fx->par[tonemap].items.size(), 3u);
-    for (const std::string& item : fx->par[tonemap].items)  // items are GLSL function names
-        EXPECT_NE(fx->passSource(3).find("vec3 " + item + "(vec3 c)"), std::string::npos) << item;
+    // The tone map popup defines its item's text, a GLSL function name.
+    const glfxpar& tonemap = par("tonemap");
+    EXPECT_EQ(tonemap.type, GLFX_POPUP);
+    EXPECT_EQ(tonemap.flags, 2);
+    EXPECT_EQ(tonemap.components, 0);
+    ASSERT_EQ(tonemap.items.size(), 3u);
+    for (const std::string& item : tonemap.items)
+        EXPECT_NE(fx.passSource(3).find("vec3 " + item + "(vec3 c)"), std::string::npos) << item;
     for (const char* define : {"_bloom", "_grain", "_tonemap"})
-        EXPECT_NE(fx->passSource(3).find(std::string("#ifndef ") + define), std::string::npos) << define;
+        EXPECT_NE(fx.passSource(3).find(std::string("#ifndef ") + define), std::string::npos) << define;
 
-    EXPECT_EQ(fx->par[look].flags, 3);
-    const int looks = static_cast<int>(fx->par[look].items.size());
-    EXPECT_EQ(looks, 5);
-    const int temperature = indexOf(*fx, "temperature");
-    for (int n = 0; n < looks; ++n) {
-        auto it = fx->settings.presets.find({look, n});
-        ASSERT_NE(it, fx->settings.presets.end()) << n;
+    // One preset per look, each setting the temperature.
+    int look = 0, temperature = 0;
+    EXPECT_EQ(par("look", &look).flags, 3);
+    par("temperature", &temperature);
+    ASSERT_EQ(fx.par[look].items.size(), 5u);
+    EXPECT_EQ(fx.settings.presets.size(), 5u);
+    for (int n = 0; n < 5; ++n) {
+        auto it = fx.settings.presets.find({look, n});
+        ASSERT_NE(it, fx.settings.presets.end()) << n;
         EXPECT_TRUE(it->second.values.count(temperature)) << n;
     }
-    EXPECT_EQ(fx->settings.presets.size(), static_cast<std::size_t>(looks));
-}
-
-TEST(BuiltinEffect, Routing)
-{
-    auto fx = loadEffect("cinematic.glfx");
-    const auto& r = fx->settings.routing;
-    EXPECT_EQ(r[0][0], -1);
-    EXPECT_EQ(r[1][0], 0);   // blur across reads the bright pass
-    EXPECT_EQ(r[2][0], 1);   // blur down reads blur across
-    EXPECT_EQ(r[3][0], -1);  // composite: input layer,
-    EXPECT_EQ(r[3][1], 2);   // the blurred bloom,
-    EXPECT_EQ(r[3][2], -2);  // the lens dirt layer,
-    EXPECT_EQ(r[3][3], 0);   // and the bright pass
-    EXPECT_EQ(r[3][4], 999);
-    // Each pass reads only passes that ran before it.
-    for (int p = 0; p < fx->settings.shaders; ++p)
-        for (int i = 0; i < 32 && r[p][i] != 999; ++i) {
-            if (r[p][i] >= 0) {
-                EXPECT_LT(r[p][i], p) << "pass " << p << " input " << i;
-            }
-        }
 }
 
 TEST(ExampleEffects, Parse)

@@ -1,12 +1,14 @@
 // A small in-process host for driving the shell's functions directly: the
 // command records, handle callbacks, ANSI helpers, add_param, and the suites
-// the shell acquires (handle, ANSI, pixel format, AEGP utility and memory),
-// each recording what the plug-in did. One FakeHost is active at a time.
+// the shell acquires (handle, ANSI, AEGP utility and memory; the pixel format
+// suite is not offered), each recording what the plug-in did. One FakeHost is
+// active at a time.
 #pragma once
 
 #include <cstdint>
 #include <map>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "sdk/AE_EffectCB.h"
@@ -21,8 +23,6 @@ public:
     FakeHost(const FakeHost&) = delete;
     FakeHost& operator=(const FakeHost&) = delete;
 
-    static FakeHost* current();
-
     PF_InData in{};
     PF_OutData out{};
     PF_UtilCallbacks utils{};
@@ -33,8 +33,7 @@ public:
     // Handle callbacks in in_data->utils can be taken away.
     void removeUtilHandleCallbacks();
 
-    // add_param: the definitions received, with the name field's bytes after
-    // the terminator checked untouched (a canary fills the field first).
+    // add_param: the definitions received.
     std::vector<PF_ParamDef> added;
     PF_Err addParamResult = PF_Err_NONE;
     int failAddParamAt = -1;   // index in `added` whose call fails
@@ -48,22 +47,14 @@ public:
     int checkins = 0;
     // Smart pre-render checkout_layer: (index, checkout id, time), and the
     // rectangles it answers.
-    struct LayerCheckout {
-        PF_ParamIndex index;
-        A_long id;
-        A_long time;
-    };
-    std::vector<LayerCheckout> layerCheckouts;
+    std::vector<std::tuple<PF_ParamIndex, A_long, A_long>> layerCheckouts;
     PF_LRect layerResult{0, 0, 0, 0};
     PF_LRect layerMaxResult{0, 0, 0, 0};
     PF_Err layerCheckoutResult = PF_Err_NONE;
     PF_PreRenderCallbacks preRenderCallbacks{};
 
-    // Pixel format suite.
-    int formatClears = 0;
-    std::vector<PrPixelFormat> formats;
-    // AEGP.
-    std::vector<std::string> registered;
+    // AEGP: registration answers id 77 or fails with `registerResult`;
+    // scripts run are recorded.
     A_Err registerResult = 0;
     std::vector<std::string> scripts;
     std::string scriptResult = "ok";
@@ -78,7 +69,6 @@ public:
     // Handles made by this host.
     PF_Handle newHandle(std::size_t size);
     std::size_t sizeOf(PF_Handle h) const;
-    bool isHostHandle(PF_Handle h) const;
 
     struct Block {
         void* data;

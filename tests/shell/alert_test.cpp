@@ -1,30 +1,22 @@
-// Alerts through host scripts, and the log location object.
+// Alerts through host scripts.
 #include <gtest/gtest.h>
 
 #include <string>
 
 #include "FakeHost.h"
 #include "shell/Alert.h"
-#include "shell/Log.h"
 
 namespace {
 
-TEST(Alert, QuotesAndControlCharactersAreMadeSafe)
+TEST(Alert, ScriptTextIsMadeSafeAndCutToTheBuffer)
 {
     FakeHost h;
     alert(&h.in, "it's\tdone\nnext\rend");
-    ASSERT_EQ(h.scripts.size(), 1u);
-    EXPECT_EQ(h.scripts[0], "alert('it\"s done\\nnext\\rend');");
-    EXPECT_EQ(h.memHandlesLive, 0);
-}
-
-TEST(Alert, LongMessagesAreCutToTheScriptBuffer)
-{
-    FakeHost h;
     alert(&h.in, std::string(20000, 'm'));
-    ASSERT_EQ(h.scripts.size(), 1u);
-    EXPECT_EQ(h.scripts[0].size(), 16381u);
-    EXPECT_EQ(h.scripts[0], "alert('" + std::string(16381 - 7, 'm'));
+    ASSERT_EQ(h.scripts.size(), 2u);
+    EXPECT_EQ(h.scripts[0], "alert('it\"s done\\nnext\\rend');");
+    EXPECT_EQ(h.scripts[1], "alert('" + std::string(16381 - 7, 'm'));
+    EXPECT_EQ(h.memHandlesLive, 0);
 }
 
 TEST(RunScript, ResultTextAndHandleRelease)
@@ -37,52 +29,27 @@ TEST(RunScript, ResultTextAndHandleRelease)
     EXPECT_EQ(h.memHandlesLive, 0);
     for (const auto& a : h.acquired)
         EXPECT_EQ(h.released[a.first], a.second) << a.first;
-
-    // Exactly 16381 characters pass whole; one more is cut.
-    runScript(&h.in, std::string(16381, 's'), result);
-    runScript(&h.in, std::string(16382, 's'), result);
-    ASSERT_EQ(h.scripts.size(), 3u);
-    EXPECT_EQ(h.scripts[1].size(), 16381u);
-    EXPECT_EQ(h.scripts[2].size(), 16381u);
 }
 
-TEST(RunScript, FailuresLeaveTheResultAlone)
+TEST(RunScript, FailuresAndPremiereLeaveTheResultAlone)
 {
-    {
-        FakeHost h;
-        h.scriptError = 9;
+    enum Case { ScriptError, NoUtilitySuite, Premiere };
+    for (Case c : {ScriptError, NoUtilitySuite, Premiere}) {
+        SCOPED_TRACE(c);
+        FakeHost h(c == Premiere);
+        h.scriptError = c == ScriptError ? 9 : 0;
+        h.offered[kAEGPUtilitySuite] = c != NoUtilitySuite;
         std::string result = "before";
         runScript(&h.in, "x", result);
         EXPECT_EQ(result, "before");
         EXPECT_EQ(h.memHandlesLive, 0);
+        EXPECT_EQ(h.scripts.size(), c == ScriptError ? 1u : 0u);
+        if (c == Premiere) {
+            alert(&h.in, "message");
+            EXPECT_TRUE(h.scripts.empty());
+            EXPECT_TRUE(h.acquired.empty());
+        }
     }
-    {
-        FakeHost h;
-        h.offered[kAEGPUtilitySuite] = false;
-        std::string result = "before";
-        runScript(&h.in, "x", result);
-        EXPECT_EQ(result, "before");
-        EXPECT_TRUE(h.scripts.empty());
-    }
-}
-
-TEST(RunScript, NothingUnderPremiere)
-{
-    FakeHost h(true);
-    std::string result = "before";
-    runScript(&h.in, "x", result);
-    alert(&h.in, "message");
-    EXPECT_TRUE(h.scripts.empty());
-    EXPECT_EQ(result, "before");
-    EXPECT_TRUE(h.acquired.empty());
-}
-
-TEST(Log, RecordsWhereALogWouldGo)
-{
-    EXPECT_EQ(cLog.path, "./");
-    EXPECT_EQ(cLog.name, "err.log");
-    CLog other;
-    EXPECT_EQ(other.path + other.name, "./err.log");
 }
 
 }  // namespace

@@ -20,11 +20,8 @@ FakeHost& host()
     return *g_host;
 }
 
-// ---- handles ----
-PF_Handle newHandleCb(A_u_longlong size)
-{
-    return host().newHandle(static_cast<std::size_t>(size));
-}
+// ---- handles: fresh and grown memory holds 0xCD, as a host's is not cleared ----
+PF_Handle newHandleCb(A_u_longlong size) { return host().newHandle(static_cast<std::size_t>(size)); }
 void* lockHandleCb(PF_Handle h) { return h ? *h : nullptr; }
 void unlockHandleCb(PF_Handle) {}
 void disposeHandleCb(PF_Handle h)
@@ -50,7 +47,6 @@ PF_Err resizeHandleCb(A_u_longlong size, PF_Handle* hp)
     void* p = std::realloc(it->second->data, size ? size : 1);
     if (!p)
         return PF_Err_OUT_OF_MEMORY;
-    // Grown memory is not cleared, as a host's is not.
     if (size > it->second->size)
         std::memset(static_cast<char*>(p) + it->second->size, 0xCD, size - it->second->size);
     it->second->data = p;
@@ -69,7 +65,7 @@ A_long sprintfCb(A_char* buffer, const A_char* format, ...)
 }
 A_char* strcpyCb(A_char* dest, const A_char* src) { return std::strcpy(dest, src); }
 
-// ---- add_param ----
+// ---- add_param and checkouts ----
 PF_Err addParamCb(PF_ProgPtr, PF_ParamIndex index, PF_ParamDefPtr def)
 {
     FakeHost& f = host();
@@ -84,8 +80,6 @@ PF_Err addParamCb(PF_ProgPtr, PF_ParamIndex index, PF_ParamDefPtr def)
     f.added.push_back(*def);
     return PF_Err_NONE;
 }
-
-// ---- checkouts ----
 PF_Err checkoutParamCb(PF_ProgPtr, PF_ParamIndex index, A_long time, A_long, A_u_long, PF_ParamDef* def)
 {
     FakeHost& f = host();
@@ -104,7 +98,7 @@ PF_Err checkoutLayerCb(PF_ProgPtr, PF_ParamIndex index, A_long id, const PF_Rend
                        A_long, A_u_long, PF_CheckoutResult* result)
 {
     FakeHost& f = host();
-    f.layerCheckouts.push_back({index, id, time});
+    f.layerCheckouts.emplace_back(index, id, time);
     if (f.layerCheckoutResult != PF_Err_NONE)
         return f.layerCheckoutResult;
     result->result_rect = f.layerResult;
@@ -113,27 +107,13 @@ PF_Err checkoutLayerCb(PF_ProgPtr, PF_ParamIndex index, A_long id, const PF_Rend
 }
 
 // ---- suites ----
-PF_Err clearFormatsCb(PF_ProgPtr)
-{
-    ++host().formatClears;
-    return PF_Err_NONE;
-}
-PF_Err addFormatCb(PF_ProgPtr, PrPixelFormat fmt)
-{
-    host().formats.push_back(fmt);
-    return PF_Err_NONE;
-}
-A_Err registerCb(AEGP_GlobalRefcon, const A_char* name, AEGP_PluginID* id)
+A_Err registerCb(AEGP_GlobalRefcon, const A_char*, AEGP_PluginID* id)
 {
     FakeHost& f = host();
-    f.registered.push_back(name);
     if (f.registerResult == 0)
         *id = 77;
     return f.registerResult;
 }
-struct MemBlock {
-    char* text;
-};
 A_Err executeScriptCb(AEGP_PluginID id, const A_char* script, const A_Boolean, AEGP_MemHandle* result,
                       AEGP_MemHandle* errorH)
 {
@@ -144,52 +124,39 @@ A_Err executeScriptCb(AEGP_PluginID id, const A_char* script, const A_Boolean, A
     if (f.scriptError)
         return f.scriptError;
     if (result) {
-        MemBlock* m = new MemBlock{strdup(f.scriptResult.c_str())};
-        *result = reinterpret_cast<AEGP_MemHandle>(m);
+        // A memory handle is a strdup'ed copy of the result text.
+        *result = reinterpret_cast<AEGP_MemHandle>(strdup(f.scriptResult.c_str()));
         ++f.memHandlesLive;
     }
     return 0;
 }
-A_Err lockMemCb(AEGP_MemHandle h, void** p)
-{
-    *p = reinterpret_cast<MemBlock*>(h)->text;
-    return 0;
-}
-A_Err unlockMemCb(AEGP_MemHandle) { return 0; }
-A_Err freeMemCb(AEGP_MemHandle h)
-{
-    MemBlock* m = reinterpret_cast<MemBlock*>(h);
-    std::free(m->text);
-    delete m;
-    --host().memHandlesLive;
-    return 0;
-}
 
-PF_HandleSuite1 g_handleSuite = {newHandleCb, lockHandleCb, unlockHandleCb, disposeHandleCb,
-                                 handleSizeSuiteCb, resizeHandleCb};
-PF_ANSICallbacksSuite1 g_ansiSuite = [] {
+const PF_HandleSuite1 g_handleSuite = {newHandleCb,       lockHandleCb,  unlockHandleCb, disposeHandleCb,
+                                       handleSizeSuiteCb, resizeHandleCb};
+const PF_ANSICallbacksSuite1 g_ansiSuite = [] {
     PF_ANSICallbacksSuite1 s{};
     s.sprintf = sprintfCb;
     s.strcpy = strcpyCb;
     return s;
 }();
-PF_PixelFormatSuite1 g_formatSuite = [] {
-    PF_PixelFormatSuite1 s{};
-    s.AddSupportedPixelFormat = addFormatCb;
-    s.ClearSupportedPixelFormats = clearFormatsCb;
-    return s;
-}();
-AEGP_UtilitySuite4 g_utilitySuite = [] {
+const AEGP_UtilitySuite4 g_utilitySuite = [] {
     AEGP_UtilitySuite4 s{};
     s.AEGP_RegisterWithAEGP = registerCb;
     s.AEGP_ExecuteScript = executeScriptCb;
     return s;
 }();
-AEGP_MemorySuite1 g_memorySuite = [] {
+const AEGP_MemorySuite1 g_memorySuite = [] {
     AEGP_MemorySuite1 s{};
-    s.AEGP_LockMemHandle = lockMemCb;
-    s.AEGP_UnlockMemHandle = unlockMemCb;
-    s.AEGP_FreeMemHandle = freeMemCb;
+    s.AEGP_LockMemHandle = [](AEGP_MemHandle h, void** p) -> A_Err {
+        *p = h;
+        return 0;
+    };
+    s.AEGP_UnlockMemHandle = [](AEGP_MemHandle) -> A_Err { return 0; };
+    s.AEGP_FreeMemHandle = [](AEGP_MemHandle h) -> A_Err {
+        std::free(h);
+        --host().memHandlesLive;
+        return 0;
+    };
     return s;
 }();
 
@@ -204,7 +171,6 @@ SPErr acquireCb(const char* name, A_long version, const void** suite)
     const void* table = nullptr;
     if (n == kPFHandleSuite && version == kPFHandleSuiteVersion1) table = &g_handleSuite;
     else if (n == kPFANSISuite && version == kPFANSISuiteVersion1) table = &g_ansiSuite;
-    else if (n == kPFPixelFormatSuite && version == kPFPixelFormatSuiteVersion1) table = &g_formatSuite;
     else if (n == kAEGPUtilitySuite && version == kAEGPUtilitySuiteVersion4) table = &g_utilitySuite;
     else if (n == kAEGPMemorySuite && version == kAEGPMemorySuiteVersion1) table = &g_memorySuite;
     if (!table)
@@ -257,8 +223,6 @@ FakeHost::~FakeHost()
     g_host = nullptr;
 }
 
-FakeHost* FakeHost::current() { return g_host; }
-
 void FakeHost::removeUtilHandleCallbacks()
 {
     utils.host_new_handle = nullptr;
@@ -274,7 +238,6 @@ PF_Handle FakeHost::newHandle(std::size_t size)
     if (failNewHandle)
         return nullptr;
     Block* b = new Block{std::malloc(size ? size : 1), size};
-    // Fresh host memory is not zeroed: fill it with a pattern.
     std::memset(b->data, 0xCD, size);
     PF_Handle h = reinterpret_cast<PF_Handle>(&b->data);
     handles[h] = b;
@@ -287,5 +250,3 @@ std::size_t FakeHost::sizeOf(PF_Handle h) const
     auto it = handles.find(h);
     return it == handles.end() ? 0 : it->second->size;
 }
-
-bool FakeHost::isHostHandle(PF_Handle h) const { return handles.count(h) != 0; }

@@ -3,11 +3,13 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include "FakeHost.h"
 #include "gl/AE_GL_Context.h"
 #include "shell/EntryPoint.h"
+#include "shell/Handles.h"
 #include "shell/Sequence.h"
 
 namespace {
@@ -25,15 +27,31 @@ cglfx visibilityDescription()
     return fx;
 }
 
+PF_Err setup(FakeHost& h)
+{
+    return glfxshell::SequenceSetupCommand(&h.in, &h.out, nullptr, nullptr, visibilityDescription());
+}
+
+void setdown(FakeHost& h)
+{
+    EXPECT_EQ(glfxshell::SequenceSetdown(&h.in, &h.out), PF_Err_NONE);
+    EXPECT_EQ(h.in.sequence_data, nullptr);
+    EXPECT_EQ(h.out.sequence_data, nullptr);
+    EXPECT_EQ(h.handlesLive, 0);
+}
+
 TEST(Sequence, SetupCreatesOneZeroedRecord)
 {
-    for (bool premiere : {false, true}) {
-        SCOPED_TRACE(premiere);
-        FakeHost h(premiere);
-        const cglfx fx = visibilityDescription();
-        ASSERT_EQ(glfxshell::SequenceSetupCommand(&h.in, &h.out, nullptr, nullptr, fx), PF_Err_NONE);
+    // After Effects, Premiere, and a host without handle callbacks (the
+    // plug-in's own handles).
+    for (int host : {0, 1, 2}) {
+        SCOPED_TRACE(host);
+        FakeHost h(host == 1);
+        if (host == 2)
+            h.removeUtilHandleCallbacks();
+        ASSERT_EQ(setup(h), PF_Err_NONE);
         ASSERT_NE(h.out.sequence_data, nullptr);
-        EXPECT_EQ(h.sizeOf(h.out.sequence_data), sizeof(EffectData));
+        EXPECT_EQ(glfxshell::handleSize(&h.in, h.out.sequence_data), std::int64_t(sizeof(EffectData)));
         EXPECT_EQ(h.out.flat_sdata_size, static_cast<A_long>(sizeof(EffectData)));
 
         const EffectData* d = recordIn(h.out.sequence_data);
@@ -42,7 +60,7 @@ TEST(Sequence, SetupCreatesOneZeroedRecord)
         EXPECT_EQ(d->visibility[2], 2);
         EXPECT_EQ(d->visibility[100], 2);
         EXPECT_TRUE(d->rebuild);
-        EXPECT_EQ(d->isPremiere, premiere);
+        EXPECT_EQ(d->isPremiere, host == 1);
         EXPECT_EQ(d->glContext, nullptr);
         EXPECT_EQ(d->defines, nullptr);
         EXPECT_EQ(d->outputBuffer, nullptr);
@@ -50,96 +68,65 @@ TEST(Sequence, SetupCreatesOneZeroedRecord)
         EXPECT_EQ(d->layerBuffers[31], nullptr);
 
         h.in.sequence_data = h.out.sequence_data;
-        EXPECT_EQ(glfxshell::SequenceSetdown(&h.in, &h.out), PF_Err_NONE);
-        EXPECT_EQ(h.in.sequence_data, nullptr);
-        EXPECT_EQ(h.out.sequence_data, nullptr);
-        EXPECT_EQ(h.handlesLive, 0);
+        EXPECT_EQ(glfxshell::SequenceFlatten(&h.in, &h.out), PF_Err_NONE);
+        setdown(h);
     }
-}
-
-// A handle holding a record with state and stale pointers (as a saved
-// project from another process would), followed by `extra` bytes.
-PF_Handle recordWithExtraBytes(FakeHost& h, std::size_t extra)
-{
-    PF_Handle handle = h.newHandle(sizeof(EffectData) + extra);
-    EffectData* d = recordIn(handle);
-    std::memset(d, 0, sizeof(EffectData));
-    d->visibility[3] = -2;
-    d->values[1][0] = 0.5f;
-    d->time = 7;
-    d->glContext = reinterpret_cast<AE_GL_Context*>(0x20);
-    d->layerBuffers[0] = reinterpret_cast<float*>(0x10);
-    d->bufferWidth[0] = 64;
-    d->outputBuffer = reinterpret_cast<float*>(0x30);
-    d->outputBufferWidth = 64;
-    d->defines = reinterpret_cast<std::map<std::string, std::string>*>(0x40);
-    return handle;
 }
 
 TEST(Sequence, WrongSizedHandlesAreResizedToOneRecord)
 {
-    for (bool resetup : {false, true}) {
-        SCOPED_TRACE(resetup);
-        const auto command = [&](FakeHost& h) {
-            return resetup ? glfxshell::SequenceResetup(&h.in, &h.out, nullptr, nullptr)
-                           : glfxshell::SequenceSetupCommand(&h.in, &h.out, nullptr, nullptr,
-                                                             visibilityDescription());
-        };
-        {
-            // Too large: the record at the front keeps its state; pointers
-            // from another process are dropped, never freed.
+    for (bool resetup : {false, true})
+        for (bool large : {false, true}) {
+            SCOPED_TRACE(std::string(resetup ? "RESETUP" : "SETUP") + (large ? ", too large" : ", too small"));
             FakeHost h;
-            h.in.sequence_data = recordWithExtraBytes(h, 1000);
-            ASSERT_EQ(command(h), PF_Err_NONE);
+            h.in.sequence_data = h.newHandle(large ? sizeof(EffectData) + 1000 : 16);
+            if (large) {
+                // A record with state and with pointers from another process,
+                // which must be dropped, never freed.
+                EffectData* d = recordIn(h.in.sequence_data);
+                std::memset(d, 0, sizeof(EffectData));
+                d->visibility[3] = -2;
+                d->values[1][0] = 0.5f;
+                d->glContext = reinterpret_cast<AE_GL_Context*>(0x20);
+                d->layerBuffers[0] = reinterpret_cast<float*>(0x10);
+                d->bufferWidth[0] = 64;
+                d->outputBuffer = reinterpret_cast<float*>(0x30);
+                d->outputBufferWidth = 64;
+                d->defines = reinterpret_cast<std::map<std::string, std::string>*>(0x40);
+            }
+            ASSERT_EQ(resetup ? glfxshell::SequenceResetup(&h.in, &h.out, nullptr, nullptr) : setup(h), PF_Err_NONE);
             EXPECT_EQ(h.sizeOf(h.in.sequence_data), sizeof(EffectData));
-            EXPECT_EQ(h.out.sequence_data, h.in.sequence_data);
             const EffectData* d = recordIn(h.in.sequence_data);
-            EXPECT_EQ(d->values[1][0], 0.5f);
-            EXPECT_EQ(d->time, 7);
-            // SETUP takes visibility from the description; RESETUP keeps it.
-            EXPECT_EQ(d->visibility[3], resetup ? -2 : 0);
-            EXPECT_EQ(d->visibility[1], resetup ? 0 : 1);
             EXPECT_TRUE(d->rebuild);
             EXPECT_EQ(d->glContext, nullptr);
             EXPECT_EQ(d->defines, nullptr);
             EXPECT_EQ(d->layerBuffers[0], nullptr);
+            EXPECT_EQ(d->layerBuffers[31], nullptr);
             EXPECT_EQ(d->bufferWidth[0], 0);
             EXPECT_EQ(d->outputBuffer, nullptr);
             EXPECT_EQ(d->outputBufferWidth, 0);
-            EXPECT_EQ(glfxshell::SequenceSetdown(&h.in, &h.out), PF_Err_NONE);
-            EXPECT_EQ(h.handlesLive, 0);
+            if (large) {
+                // The record at the front keeps its state. SETUP takes
+                // visibility from the description; RESETUP keeps it.
+                EXPECT_EQ(d->values[1][0], 0.5f);
+                EXPECT_EQ(d->visibility[3], resetup ? -2 : 0);
+                EXPECT_EQ(d->visibility[1], resetup ? 0 : 1);
+            } else {
+                // The 16 bytes stay; everything the resize added is zero
+                // (fresh host memory holds 0xCD).
+                EXPECT_EQ(std::memcmp(d->values[0], std::vector<unsigned char>(16, 0xCD).data(), 16), 0);
+                EXPECT_EQ(d->values[1][0], 0.f);
+                EXPECT_EQ(d->values[127][3], 0.f);
+                EXPECT_EQ(d->outputWidth, 0);
+            }
+            setdown(h);
         }
-        {
-            // Too small: its 16 bytes stay, everything the resize added is
-            // zero (fresh host memory holds 0xCD).
-            FakeHost h;
-            h.in.sequence_data = h.newHandle(16);
-            ASSERT_EQ(command(h), PF_Err_NONE);
-            EXPECT_EQ(h.sizeOf(h.in.sequence_data), sizeof(EffectData));
-            const EffectData* d = recordIn(h.in.sequence_data);
-            const unsigned char pattern[16] = {0xCD, 0xCD, 0xCD, 0xCD, 0xCD, 0xCD, 0xCD, 0xCD,
-                                               0xCD, 0xCD, 0xCD, 0xCD, 0xCD, 0xCD, 0xCD, 0xCD};
-            EXPECT_EQ(std::memcmp(d->values[0], pattern, 16), 0);
-            EXPECT_EQ(d->values[1][0], 0.f);
-            EXPECT_EQ(d->values[127][3], 0.f);
-            EXPECT_EQ(d->time, 0);
-            EXPECT_EQ(d->outputWidth, 0);
-            EXPECT_EQ(d->layerBuffers[0], nullptr);
-            EXPECT_EQ(d->layerBuffers[31], nullptr);
-            EXPECT_EQ(d->outputBuffer, nullptr);
-            EXPECT_EQ(d->glContext, nullptr);
-            EXPECT_TRUE(d->rebuild);
-            EXPECT_EQ(glfxshell::SequenceSetdown(&h.in, &h.out), PF_Err_NONE);
-            EXPECT_EQ(h.handlesLive, 0);
-        }
-    }
 }
 
-TEST(Sequence, FlattenReleasesEverythingAndResetupDropsTheContext)
+TEST(Sequence, FlattenReleasesEverythingTheRecordOwns)
 {
     FakeHost h;
-    const cglfx fx = visibilityDescription();
-    ASSERT_EQ(glfxshell::SequenceSetupCommand(&h.in, &h.out, nullptr, nullptr, fx), PF_Err_NONE);
+    ASSERT_EQ(setup(h), PF_Err_NONE);
     h.in.sequence_data = h.out.sequence_data;
     EffectData* d = recordIn(h.in.sequence_data);
 
@@ -170,31 +157,7 @@ TEST(Sequence, FlattenReleasesEverythingAndResetupDropsTheContext)
     EXPECT_EQ(d->visibility[3], -2);  // state that is not a pointer survives
     EXPECT_EQ(h.sizeOf(h.in.sequence_data), sizeof(EffectData));
 
-    // A project opened again: the host hands the flat bytes back in a new
-    // handle; a stale context pointer read back from them is dropped.
-    PF_Handle reopened = h.newHandle(sizeof(EffectData));
-    std::memcpy(*reopened, d, sizeof(EffectData));
-    recordIn(reopened)->glContext = reinterpret_cast<AE_GL_Context*>(0x1234);
-    recordIn(reopened)->rebuild = false;
-    EXPECT_EQ(glfxshell::SequenceSetdown(&h.in, &h.out), PF_Err_NONE);
-    h.in.sequence_data = reopened;
-    ASSERT_EQ(glfxshell::SequenceResetup(&h.in, &h.out, nullptr, nullptr), PF_Err_NONE);
-    EXPECT_EQ(recordIn(reopened)->glContext, nullptr);
-    EXPECT_TRUE(recordIn(reopened)->rebuild);
-    EXPECT_EQ(recordIn(reopened)->visibility[3], -2);
-    EXPECT_EQ(glfxshell::SequenceSetdown(&h.in, &h.out), PF_Err_NONE);
-    EXPECT_EQ(h.handlesLive, 0);
-}
-
-TEST(Sequence, ResetupWithoutDataCreatesARecord)
-{
-    FakeHost h;
-    ASSERT_EQ(glfxshell::SequenceResetup(&h.in, &h.out, nullptr, nullptr), PF_Err_NONE);
-    ASSERT_NE(h.out.sequence_data, nullptr);
-    EXPECT_TRUE(recordIn(h.out.sequence_data)->rebuild);
-    h.in.sequence_data = h.out.sequence_data;
-    EXPECT_EQ(glfxshell::SequenceSetdown(&h.in, &h.out), PF_Err_NONE);
-    EXPECT_EQ(h.handlesLive, 0);
+    setdown(h);
 }
 
 TEST(Sequence, MissingOrBrokenDataIsIgnored)
@@ -206,33 +169,23 @@ TEST(Sequence, MissingOrBrokenDataIsIgnored)
     h.in.sequence_data = h.newHandle(8);
     EXPECT_EQ(glfxshell::recordOf(&h.in, h.in.sequence_data), nullptr);
     EXPECT_EQ(glfxshell::SequenceFlatten(&h.in, &h.out), PF_Err_NONE);
-    EXPECT_EQ(glfxshell::SequenceSetdown(&h.in, &h.out), PF_Err_NONE);
-    EXPECT_EQ(h.handlesLive, 0);
+    setdown(h);
+    // RESETUP without data creates a record.
+    ASSERT_EQ(glfxshell::SequenceResetup(&h.in, &h.out, nullptr, nullptr), PF_Err_NONE);
+    ASSERT_NE(h.out.sequence_data, nullptr);
+    EXPECT_TRUE(recordIn(h.out.sequence_data)->rebuild);
+    h.in.sequence_data = h.out.sequence_data;
+    setdown(h);
 }
 
 TEST(Sequence, OutOfMemoryIsReportedToTheUser)
 {
     FakeHost h;
     h.failNewHandle = true;
-    EXPECT_EQ(glfxshell::SequenceSetupCommand(&h.in, &h.out, nullptr, nullptr, cglfx()),
-              PF_Err_INTERNAL_STRUCT_DAMAGED);
+    EXPECT_EQ(setup(h), PF_Err_INTERNAL_STRUCT_DAMAGED);
     EXPECT_EQ(h.out.sequence_data, nullptr);
     EXPECT_NE(h.out.out_flags & PF_OutFlag_DISPLAY_ERROR_MESSAGE, 0);
     EXPECT_STRNE(h.out.return_msg, "");
-}
-
-TEST(Sequence, OwnHandlesWhenTheHostHasNoHandleCallbacks)
-{
-    FakeHost h;
-    h.removeUtilHandleCallbacks();
-    ASSERT_EQ(glfxshell::SequenceSetupCommand(&h.in, &h.out, nullptr, nullptr, visibilityDescription()),
-              PF_Err_NONE);
-    h.in.sequence_data = h.out.sequence_data;
-    EXPECT_EQ(recordIn(h.in.sequence_data)->visibility[2], 2);
-    EXPECT_EQ(glfxshell::SequenceFlatten(&h.in, &h.out), PF_Err_NONE);
-    EXPECT_EQ(glfxshell::SequenceSetdown(&h.in, &h.out), PF_Err_NONE);
-    EXPECT_EQ(h.in.sequence_data, nullptr);
-    EXPECT_EQ(h.handlesLive, 0);
 }
 
 }  // namespace
