@@ -6,37 +6,20 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
-#include <dirent.h>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+namespace fs = std::filesystem;
+
 namespace clitest {
-
-namespace {
-
-std::string slurp(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
-}  // namespace
 
 std::string q(const std::string& s)
 {
     std::string r = "'";
-    for (char c : s) {
-        if (c == '\'')
-            r += "'\\''";
-        else
-            r += c;
-    }
+    for (char c : s) r += c == '\'' ? std::string("'\\''") : std::string(1, c);
     return r + "'";
 }
 
@@ -44,64 +27,42 @@ Result glfx(const std::string& args)
 {
     char errPath[] = "/tmp/glfx_cli_stderr_XXXXXX";
     const int fd = mkstemp(errPath);
-    if (fd >= 0)
-        close(fd);
+    if (fd >= 0) close(fd);
     const std::string cmd = q(std::string(GLFX_BINARY_DIR) + "/glfx") + " " + args + " 2>" + q(errPath);
     Result r;
-    FILE* pipe = popen(cmd.c_str(), "r");
-    if (pipe) {
+    if (FILE* pipe = popen(cmd.c_str(), "r")) {
         char buf[4096];
-        size_t n;
-        while ((n = fread(buf, 1, sizeof buf, pipe)) > 0)
-            r.out.append(buf, n);
+        for (size_t n; (n = fread(buf, 1, sizeof buf, pipe)) > 0;) r.out.append(buf, n);
         const int st = pclose(pipe);
         r.status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
     }
-    r.err = slurp(errPath);
+    std::ostringstream err;
+    err << std::ifstream(errPath).rdbuf();
+    r.err = err.str();
     unlink(errPath);
     return r;
 }
 
-bool pluginBuilt()
-{
-    struct stat st {};
-    return stat((std::string(GLFX_BINARY_DIR) + "/glfxplugin.so").c_str(), &st) == 0;
-}
+bool pluginBuilt() { return fs::exists(std::string(GLFX_BINARY_DIR) + "/glfxplugin.so"); }
 
 Scratch::Scratch()
 {
     std::string tmpl = testing::TempDir() + "glfx_cli_XXXXXX";
-    std::vector<char> buf(tmpl.begin(), tmpl.end());
-    buf.push_back('\0');
-    const char* made = mkdtemp(buf.data());
-    dir_ = made ? made : testing::TempDir();
+    dir_ = mkdtemp(tmpl.data()) ? tmpl : testing::TempDir();
 }
 
-Scratch::~Scratch()
-{
-    for (const std::string& f : files())
-        unlink(path(f).c_str());
-    rmdir(dir_.c_str());
-}
+Scratch::~Scratch() { fs::remove_all(dir_); }
 
 std::string Scratch::write(const std::string& name, const std::string& text) const
 {
-    const std::string p = path(name);
-    std::ofstream(p, std::ios::binary) << text;
-    return p;
+    std::ofstream(path(name), std::ios::binary) << text;
+    return path(name);
 }
 
 std::vector<std::string> Scratch::files() const
 {
     std::vector<std::string> names;
-    if (DIR* d = opendir(dir_.c_str())) {
-        while (dirent* e = readdir(d)) {
-            const std::string n = e->d_name;
-            if (n != "." && n != "..")
-                names.push_back(n);
-        }
-        closedir(d);
-    }
+    for (const auto& e : fs::directory_iterator(dir_)) names.push_back(e.path().filename().string());
     std::sort(names.begin(), names.end());
     return names;
 }
@@ -110,8 +71,7 @@ Pixels readPixels(const std::string& path)
 {
     Pixels p;
     auto in = OIIO::ImageInput::open(path);
-    if (!in)
-        return p;
+    if (!in) return p;
     const OIIO::ImageSpec& spec = in->spec();
     p.width = spec.width;
     p.height = spec.height;
@@ -119,8 +79,7 @@ Pixels readPixels(const std::string& path)
     p.type = spec.format.c_str();
     p.v.resize(static_cast<size_t>(p.width) * p.height * p.channels);
     // Straight values as stored: no alpha association on read.
-    if (!in->read_image(0, 0, 0, p.channels, OIIO::TypeDesc::FLOAT, p.v.data()))
-        p.v.clear();
+    if (!in->read_image(0, 0, 0, p.channels, OIIO::TypeDesc::FLOAT, p.v.data())) p.v.clear();
     return p;
 }
 

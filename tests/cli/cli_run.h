@@ -1,5 +1,5 @@
 // Helpers for tests that run the built glfx command: running it with
-// captured output, scratch folders, small description files and images.
+// captured output, scratch folders, and images written and read back.
 #pragma once
 
 #include <string>
@@ -18,18 +18,17 @@ Result glfx(const std::string& args);
 
 // Whether the plug-in was built beside glfx; tests that need it skip otherwise.
 bool pluginBuilt();
+#define NEED_PLUGIN() \
+    if (!clitest::pluginBuilt()) GTEST_SKIP() << "glfxplugin.so is not built beside glfx"
 
-// A fresh empty folder for one test (removed by the destructor).
+// A fresh empty folder for one test, removed with everything in it.
 class Scratch {
 public:
     Scratch();
     ~Scratch();
-    const std::string& dir() const { return dir_; }
     std::string path(const std::string& name) const { return dir_ + "/" + name; }
-    // Writes a text file and returns its path.
-    std::string write(const std::string& name, const std::string& text) const;
-    // The names of the files in the folder, sorted.
-    std::vector<std::string> files() const;
+    std::string write(const std::string& name, const std::string& text) const;  // returns the path
+    std::vector<std::string> files() const;                                      // sorted names
 
 private:
     std::string dir_;

@@ -26,7 +26,6 @@ struct TestWorld {
         bytes.assign(static_cast<std::size_t>(def.rowbytes) * (height > 0 ? height : 0) + 256, 0xEE);
         def.data = reinterpret_cast<PF_PixelPtr>(bytes.data());
     }
-    std::uint8_t* at(std::size_t byteOffset) { return bytes.data() + byteOffset; }
     std::uint8_t* row(int y) { return bytes.data() + static_cast<std::size_t>(y) * def.rowbytes; }
     template <typename T>
     T* pixel(int x, int y) { return reinterpret_cast<T*>(row(y)) + 4 * x; }

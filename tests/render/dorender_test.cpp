@@ -5,7 +5,7 @@
 
 #include <malloc.h>
 
-#include <cmath>
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <memory>
@@ -15,6 +15,7 @@
 #include "TestWorld.h"
 #include "gl/Description.h"
 #include "render/MyDoRender.h"
+#include "render/Transfer.h"
 
 namespace {
 
@@ -39,7 +40,12 @@ protected:
         s.shaders = shaders;
         s.fast = fast;
     }
-    PF_Err render(PF_LayerDef* output) { return MyDoRender(&in, nullptr, &rec.d, nullptr, output, nullptr); }
+    PF_Err render(PF_LayerDef* output, TestRecord& r) { return MyDoRender(&in, nullptr, &r.d, nullptr, output, nullptr); }
+    PF_Err render(PF_LayerDef* output) { return render(output, rec); }
+    static bool untouched(const TestWorld& w)
+    {
+        return std::all_of(w.bytes.begin(), w.bytes.end(), [](std::uint8_t b) { return b == 0xEE; });
+    }
 
     FakeSuites host;
     TestRecord rec;
@@ -60,6 +66,7 @@ TEST_F(DoRenderTest, FrameValues)
     };
     TestWorld in0(4, 4, 4), out(6, 5, 4, 8);
     rec.d.layers[0] = &in0.def;
+    rec.d.rebuild = true;
     in.current_time = 1234;
     for (const Case& c : cases) {
         in.pixel_aspect_ratio = c.par;
@@ -73,64 +80,47 @@ TEST_F(DoRenderTest, FrameValues)
     EXPECT_EQ(1234, rec.d.time);
     EXPECT_EQ(6, rec.d.outputWidth);
     EXPECT_EQ(5, rec.d.outputHeight);
+    EXPECT_TRUE(rec.d.rebuild);  // no GPU context to rebuild: the flag waits for one
 }
 
 TEST_F(DoRenderTest, BuffersGrowOnlyForLargerFrames)
 {
-    TestWorld big(40, 30, 4), small(20, 10, 4), bigOut(40, 30, 4), smallOut(20, 10, 4);
-    rec.d.layers[0] = &big.def;
-    ASSERT_EQ(PF_Err_NONE, render(&bigOut.def));
-    ASSERT_NE(nullptr, rec.d.layerBuffers[0]);
-    ASSERT_NE(nullptr, rec.d.outputBuffer);
-    EXPECT_EQ(40, rec.d.bufferWidth[0]);
-    EXPECT_EQ(30, rec.d.bufferHeight[0]);
-    EXPECT_EQ(40, rec.d.outputBufferWidth);
-    EXPECT_EQ(30, rec.d.outputBufferHeight);
-    EXPECT_GE(malloc_usable_size(rec.d.layerBuffers[0]), 40u * 30u * 16u);
-    EXPECT_GE(malloc_usable_size(rec.d.outputBuffer), 40u * 30u * 16u);
-
-    float* const layerBuffer = rec.d.layerBuffers[0];
-    float* const outputBuffer = rec.d.outputBuffer;
-    rec.d.layers[0] = &small.def;
-    ASSERT_EQ(PF_Err_NONE, render(&smallOut.def));
-    EXPECT_EQ(layerBuffer, rec.d.layerBuffers[0]);
-    EXPECT_EQ(outputBuffer, rec.d.outputBuffer);
-    EXPECT_EQ(20, rec.d.layerWidth[0]);
-    EXPECT_EQ(10, rec.d.layerHeight[0]);
-    EXPECT_EQ(40, rec.d.bufferWidth[0]);  // the size the buffer was grown for
-
-    TestWorld larger(50, 40, 4), largerOut(50, 40, 4);
-    rec.d.layers[0] = &larger.def;
-    ASSERT_EQ(PF_Err_NONE, render(&largerOut.def));
-    EXPECT_EQ(50, rec.d.bufferWidth[0]);
-    EXPECT_EQ(40, rec.d.outputBufferHeight);
-    EXPECT_GE(malloc_usable_size(rec.d.layerBuffers[0]), 50u * 40u * 16u);
-    EXPECT_GE(malloc_usable_size(rec.d.outputBuffer), 50u * 40u * 16u);
-}
-
-TEST_F(DoRenderTest, EmptyLayerGetsAHundredSquareOrTheOutputSize)
-{
-    describe(3, 0, 1, false);
-    TestWorld in0(8, 8, 4), empty(0, 0, 4), out(150, 20, 4);
-    rec.d.layers[0] = &in0.def;
-    rec.d.layers[1] = &empty.def;
-    rec.d.layers[2] = &empty.def;
-    ASSERT_EQ(PF_Err_NONE, render(&out.def));
-    for (int i = 1; i <= 2; ++i) {
-        EXPECT_EQ(100, rec.d.layerWidth[i]);
-        EXPECT_EQ(100, rec.d.layerHeight[i]);
-        EXPECT_EQ(100, rec.d.bufferWidth[i]);
-        EXPECT_GE(malloc_usable_size(rec.d.layerBuffers[i]), 150u * 100u * 16u);
+    TestWorld big(40, 30, 4), small(20, 10, 4), larger(50, 40, 4);
+    const struct {
+        TestWorld* layer;
+        bool sameBuffers;
+        int bufferW, bufferH;  // the size the buffers were last grown for
+    } frames[] = {{&big, false, 40, 30}, {&small, true, 40, 30}, {&larger, false, 50, 40}};
+    for (const auto& f : frames) {
+        SCOPED_TRACE(f.layer->def.width);
+        float* const layerBuffer = rec.d.layerBuffers[0];
+        float* const outputBuffer = rec.d.outputBuffer;
+        TestWorld out(f.layer->def.width, f.layer->def.height, 4);
+        rec.d.layers[0] = &f.layer->def;
+        ASSERT_EQ(PF_Err_NONE, render(&out.def));
+        if (f.sameBuffers) {
+            EXPECT_EQ(layerBuffer, rec.d.layerBuffers[0]);
+            EXPECT_EQ(outputBuffer, rec.d.outputBuffer);
+        }
+        EXPECT_EQ(f.layer->def.width, rec.d.layerWidth[0]);
+        EXPECT_EQ(f.layer->def.height, rec.d.layerHeight[0]);
+        EXPECT_EQ(f.bufferW, rec.d.bufferWidth[0]);
+        EXPECT_EQ(f.bufferH, rec.d.bufferHeight[0]);
+        EXPECT_EQ(f.bufferW, rec.d.outputBufferWidth);
+        EXPECT_EQ(f.bufferH, rec.d.outputBufferHeight);
+        const std::size_t bytes = static_cast<std::size_t>(f.bufferW) * f.bufferH * 16;
+        EXPECT_GE(malloc_usable_size(rec.d.layerBuffers[0]), bytes);
+        EXPECT_GE(malloc_usable_size(rec.d.outputBuffer), bytes);
     }
-    // the input's buffer is sized for the larger of input and output
-    EXPECT_GE(malloc_usable_size(rec.d.layerBuffers[0]), 150u * 20u * 16u);
 }
 
 TEST_F(DoRenderTest, OnlyALayerOfNoAreaCountsAsAHundredSquare)
 {
-    describe(4, 1, 0, false);
+    // Layers 1 and 2 are the case's layer; the output is 150 x 20, so the
+    // buffers are sized for the larger of layer and output on each side.
+    describe(3, 0, 1, false);
     struct Case {
-        int w, h;          // the layer world
+        int w, h;            // the layer world
         int layerW, layerH;  // what the record gets
     };
     const Case cases[] = {
@@ -139,16 +129,24 @@ TEST_F(DoRenderTest, OnlyALayerOfNoAreaCountsAsAHundredSquare)
         {9, 0, 100, 100},
         {-4, 5, -4, 5},    // a negative area is not 0: kept as it is
     };
+    TestWorld in0(8, 8, 4), out(150, 20, 4);
     for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.w << " x " << c.h);
         TestRecord fresh;
         PF_LayerDef layer{};
         layer.width = c.w;
         layer.height = c.h;
-        TestWorld out(6, 6, 4);
-        for (int i = 1; i < 4; ++i) fresh.d.layers[i] = &layer;
-        ASSERT_EQ(PF_Err_NONE, MyDoRender(&in, nullptr, &fresh.d, nullptr, &out.def, nullptr));
-        EXPECT_EQ(c.layerW, fresh.d.layerWidth[3]) << c.w << " x " << c.h;
-        EXPECT_EQ(c.layerH, fresh.d.layerHeight[3]) << c.w << " x " << c.h;
+        fresh.d.layers[0] = &in0.def;
+        fresh.d.layers[1] = fresh.d.layers[2] = &layer;
+        ASSERT_EQ(PF_Err_NONE, render(&out.def, fresh));
+        for (int i = 1; i <= 2; ++i) {
+            EXPECT_EQ(c.layerW, fresh.d.layerWidth[i]);
+            EXPECT_EQ(c.layerH, fresh.d.layerHeight[i]);
+            EXPECT_EQ(c.layerW, fresh.d.bufferWidth[i]);
+            EXPECT_GE(malloc_usable_size(fresh.d.layerBuffers[i]),
+                      static_cast<std::size_t>(std::max(c.layerW, 150)) * std::max(c.layerH, 20) * 16);
+        }
+        EXPECT_GE(malloc_usable_size(fresh.d.layerBuffers[0]), 150u * 20u * 16u);
     }
 }
 
@@ -161,7 +159,6 @@ TEST_F(DoRenderTest, OutputLargerThanTheInputKeepsItsBuffer)
     TestWorld in0(10, 10, 4), out(20, 20, 4, 4);
     rec.d.layers[0] = &in0.def;
     ASSERT_EQ(PF_Err_NONE, render(&out.def));
-    ASSERT_NE(nullptr, rec.d.outputBuffer);
     EXPECT_EQ(10, rec.d.outputBufferWidth);
     EXPECT_EQ(10, rec.d.outputBufferHeight);
     EXPECT_GE(malloc_usable_size(rec.d.outputBuffer), 20u * 20u * 16u);
@@ -186,16 +183,23 @@ TEST_F(DoRenderTest, OutputLargerThanTheInputKeepsItsBuffer)
     EXPECT_GE(malloc_usable_size(rec.d.outputBuffer), 40u * 40u * 16u);
 }
 
-TEST_F(DoRenderTest, NoPassesNoOutputBuffer)
+TEST_F(DoRenderTest, NoPassesNoOutputBufferAndNothingCopiedOut)
 {
-    describe(1, 0, 0, false);
-    TestWorld in0(8, 8, 4), out(8, 8, 4);
-    rec.d.layers[0] = &in0.def;
-    ASSERT_EQ(PF_Err_NONE, render(&out.def));
-    EXPECT_EQ(nullptr, rec.d.outputBuffer);
-    EXPECT_EQ(0, rec.d.outputBufferWidth);
-    EXPECT_NE(nullptr, rec.d.layerBuffers[0]);
-    for (std::uint8_t b : out.bytes) ASSERT_EQ(0xEE, b);  // nothing to copy out
+    const PF_PixelFormat formats[] = {PF_PixelFormat_ARGB32, PF_PixelFormat_ARGB64, PF_PixelFormat_ARGB128};
+    for (int f = 0; f < 3; ++f)
+        for (bool fast : {false, true}) {
+            SCOPED_TRACE(testing::Message() << "format " << f << (fast ? " fast" : ""));
+            describe(1, 0, 0, fast);
+            host.pixelFormat = formats[f];
+            TestRecord r;
+            TestWorld in0(8, 8, 4 << f), out(8, 8, 4 << f);
+            r.d.layers[0] = &in0.def;
+            ASSERT_EQ(PF_Err_NONE, render(&out.def, r));
+            EXPECT_EQ(nullptr, r.d.outputBuffer);
+            EXPECT_EQ(0, r.d.outputBufferWidth);
+            EXPECT_NE(nullptr, r.d.layerBuffers[0]);
+            EXPECT_TRUE(untouched(out));
+        }
 }
 
 TEST_F(DoRenderTest, ABufferThatCannotBeCountedIn32BitsFails)
@@ -210,22 +214,12 @@ TEST_F(DoRenderTest, ABufferThatCannotBeCountedIn32BitsFails)
     EXPECT_EQ(0, rec.d.bufferWidth[0]);  // tried again at the next frame
 }
 
-TEST_F(DoRenderTest, RebuildWaitsForAContext)
-{
-    TestWorld in0(4, 4, 4), out(4, 4, 4);
-    rec.d.layers[0] = &in0.def;
-    rec.d.rebuild = true;
-    ASSERT_EQ(PF_Err_NONE, render(&out.def));
-    EXPECT_TRUE(rec.d.rebuild);
-}
-
 TEST_F(DoRenderTest, SuiteFailureAndUnknownFormats)
 {
     TestWorld in0(4, 4, 4), out(4, 4, 4);
     rec.d.layers[0] = &in0.def;
     host.worldAcquireError = kSPSuiteNotFoundError;
     EXPECT_EQ(kSPSuiteNotFoundError, render(&out.def));
-    for (std::uint8_t b : out.bytes) ASSERT_EQ(0xEE, b);
     EXPECT_EQ(0, host.suitesOut);
 
     host.worldAcquireError = kSPNoError;
@@ -235,120 +229,81 @@ TEST_F(DoRenderTest, SuiteFailureAndUnknownFormats)
         EXPECT_EQ(PF_Err_BAD_CALLBACK_PARAM, render(&out.def));
         EXPECT_EQ(0, host.suitesOut);  // released again
     }
-    for (std::uint8_t b : out.bytes) ASSERT_EQ(0xEE, b);
+    EXPECT_TRUE(untouched(out));
 }
 
-// The transfer taken for each format, host and "fast" switch. The record's
-// buffers are prepared (and large enough, so they are kept): layer 0's input
-// pixel and the output buffer's floats are known, and each transfer leaves a
-// different trace in the layer buffer and in the output world.
-enum class Path { Convert8, Direct8, Convert16, Fast16, ConvertFloat, DirectFloat };
-
+// The transfer taken for each format, host and "fast" switch: the layer
+// buffer and the output world must come out as the chosen routine (tested on
+// its own) or the direct copy of rows (host bytes as they are, packed in the
+// buffers) leaves them. Channels and pixels all differ, and the prepared
+// buffers are large enough to be kept.
+using Routine = void (*)(PF_InData*, PF_LayerDef*, EffectData*);
 struct Dispatch {
     PF_PixelFormat format;
-    bool premiere;
-    bool fast;
-    Path path;
+    bool premiere, fast;
+    Routine routine;  // null: direct copy
 };
 
-class DispatchTest : public DoRenderTest, public ::testing::WithParamInterface<Dispatch> {};
+class DispatchTest : public DoRenderTest, public ::testing::WithParamInterface<Dispatch> {
+protected:
+    static void prepare(TestRecord& r, TestWorld& in0)
+    {
+        r.d.layers[0] = &in0.def;
+        r.d.layerBuffers[0] = newBuffer(6, -1.0f);
+        r.d.outputBuffer = newBuffer(6);
+        for (int i = 0; i < 24; ++i) r.d.outputBuffer[i] = 0.05f * static_cast<float>(i % 21);
+        r.d.bufferWidth[0] = r.d.outputBufferWidth = 3;
+        r.d.bufferHeight[0] = r.d.outputBufferHeight = 2;
+    }
+};
 
 TEST_P(DispatchTest, PicksTheTransfer)
 {
     const Dispatch& c = GetParam();
     describe(1, 0, 1, c.fast);
-    rec.d.isPremiere = c.premiere;
     host.pixelFormat = c.format;
-
     const int channelBytes = c.format == PF_PixelFormat_ARGB32 ? 1 : c.format == PF_PixelFormat_ARGB64 ? 2 : 4;
-    TestWorld in0(3, 2, 4 * channelBytes, 4 * channelBytes), out(3, 2, 4 * channelBytes, 4 * channelBytes);
-    // channels (memory order) 0.25, 0.5, 0.75, 1.0 of the depth's range
+    const int pixelBytes = 4 * channelBytes;
+    TestWorld in0(3, 2, pixelBytes, pixelBytes), out(3, 2, pixelBytes, pixelBytes), want(3, 2, pixelBytes, pixelBytes);
     for (int y = 0; y < 2; ++y)
         for (int x = 0; x < 3; ++x)
             for (int k = 0; k < 4; ++k) {
-                std::uint8_t* p = in0.pixel<std::uint8_t>(x, y) + 0;
-                if (channelBytes == 1) p[k] = static_cast<std::uint8_t>(64 * (k + 1) - 1);
-                if (channelBytes == 2) in0.pixel<std::uint16_t>(x, y)[k] = static_cast<std::uint16_t>(8192 * (k + 1));
-                if (channelBytes == 4) in0.pixel<float>(x, y)[k] = 0.25f * (k + 1);
+                const int n = 4 * (3 * y + x) + k;  // 0..23
+                if (channelBytes == 1) in0.pixel<std::uint8_t>(x, y)[k] = static_cast<std::uint8_t>(10 * n + 3);
+                if (channelBytes == 2) in0.pixel<std::uint16_t>(x, y)[k] = static_cast<std::uint16_t>(1300 * n + 7);
+                if (channelBytes == 4) in0.pixel<float>(x, y)[k] = 0.125f * static_cast<float>(n) - 0.5f;
             }
-    rec.d.layers[0] = &in0.def;
-    rec.d.layerBuffers[0] = newBuffer(6, -1.0f);
-    rec.d.bufferWidth[0] = 3;
-    rec.d.bufferHeight[0] = 2;
-    rec.d.outputBuffer = newBuffer(6);
-    rec.d.outputBufferWidth = 3;
-    rec.d.outputBufferHeight = 2;
-    // output floats: 0.1, 0.2, 0.3, 0.4 (or, read as bytes, their patterns)
-    for (int i = 0; i < 6; ++i)
-        for (int k = 0; k < 4; ++k) rec.d.outputBuffer[4 * i + k] = 0.1f * (k + 1);
+    TestRecord got, expected;
+    got.d.isPremiere = expected.d.isPremiere = c.premiere;
+    prepare(got, in0);
+    prepare(expected, in0);
 
-    ASSERT_EQ(PF_Err_NONE, render(&out.def));
+    ASSERT_EQ(PF_Err_NONE, render(&out.def, got));
 
-    const float* buf = rec.d.layerBuffers[0];
-    const float* ob = rec.d.outputBuffer;
-    switch (c.path) {
-    case Path::Convert8:
-        // (R, G, B, A) floats from ARGB, or from BGRA under Premiere
-        EXPECT_EQ(c.premiere ? 191 * 0.003921569f : 127 * 0.003921569f, buf[0]);
-        EXPECT_EQ(c.premiere ? 255 * 0.003921569f : 63 * 0.003921569f, buf[3]);
-        {
-            const std::uint8_t* o = out.pixel<std::uint8_t>(2, 1);
-            // 0.1 -> 25, 0.2 -> 51, 0.3 -> 76, 0.4 -> 102
-            const std::uint8_t argb[4] = {102, 25, 51, 76}, bgra[4] = {76, 51, 25, 102};
-            EXPECT_EQ(0, std::memcmp(o, c.premiere ? bgra : argb, 4));
-        }
-        break;
-    case Path::Direct8:
-    case Path::DirectFloat: {
-        // bytes copied as they are, in both directions, rows packed
-        const std::size_t rowBytes = 3 * 4 * channelBytes;
+    if (c.routine) {
+        c.routine(nullptr, &want.def, &expected.d);
+    } else {
+        const std::size_t rowBytes = 3 * static_cast<std::size_t>(pixelBytes);
         for (int y = 0; y < 2; ++y) {
-            EXPECT_EQ(0, std::memcmp(reinterpret_cast<const std::uint8_t*>(buf) + y * rowBytes, in0.row(y), rowBytes));
-            EXPECT_EQ(0, std::memcmp(reinterpret_cast<const std::uint8_t*>(ob) + y * rowBytes, out.row(y), rowBytes));
+            std::memcpy(reinterpret_cast<std::uint8_t*>(expected.d.layerBuffers[0]) + y * rowBytes, in0.row(y), rowBytes);
+            std::memcpy(want.row(y), reinterpret_cast<std::uint8_t*>(expected.d.outputBuffer) + y * rowBytes, rowBytes);
         }
-        break;
     }
-    case Path::Convert16: {
-        EXPECT_EQ(0.5f, buf[0]);  // red, the second channel
-        EXPECT_EQ(0.25f, buf[3]);
-        const std::uint16_t* o = out.pixel<std::uint16_t>(1, 1);
-        // 0.1 * 32768 = 3276.8, 0.2 -> 6553.6, ... truncated
-        EXPECT_EQ(13107, o[0]);
-        EXPECT_EQ(3276, o[1]);
-        EXPECT_EQ(6553, o[2]);
-        EXPECT_EQ(9830, o[3]);
-        break;
-    }
-    case Path::Fast16: {
-        EXPECT_EQ(0.25f, buf[0]);  // host order kept
-        EXPECT_EQ(1.0f, buf[3]);
-        const std::uint16_t* o = out.pixel<std::uint16_t>(1, 1);
-        EXPECT_EQ(3276, o[0]);
-        EXPECT_EQ(13107, o[3]);
-        break;
-    }
-    case Path::ConvertFloat: {
-        EXPECT_EQ(0.5f, buf[0]);
-        EXPECT_EQ(0.25f, buf[3]);
-        const float* o = out.pixel<float>(0, 0);
-        EXPECT_EQ(0.4f, o[0]);
-        EXPECT_EQ(0.1f, o[1]);
-        break;
-    }
-    }
+    EXPECT_EQ(0, std::memcmp(expected.d.layerBuffers[0], got.d.layerBuffers[0], 6 * 16));
+    EXPECT_TRUE(want.bytes == out.bytes);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Formats, DispatchTest,
-    ::testing::Values(Dispatch{PF_PixelFormat_ARGB32, false, false, Path::Convert8},
-                      Dispatch{PF_PixelFormat_ARGB32, true, false, Path::Convert8},
-                      Dispatch{PF_PixelFormat_ARGB32, false, true, Path::Direct8},
-                      Dispatch{PF_PixelFormat_ARGB32, true, true, Path::Direct8},  // fast alone decides
-                      Dispatch{PF_PixelFormat_ARGB64, false, false, Path::Convert16},
-                      Dispatch{PF_PixelFormat_ARGB64, false, true, Path::Fast16},
-                      Dispatch{PF_PixelFormat_ARGB64, true, true, Path::Convert16},
-                      Dispatch{PF_PixelFormat_ARGB128, false, false, Path::ConvertFloat},
-                      Dispatch{PF_PixelFormat_ARGB128, false, true, Path::DirectFloat},
-                      Dispatch{PF_PixelFormat_ARGB128, true, true, Path::ConvertFloat}));
+    ::testing::Values(Dispatch{PF_PixelFormat_ARGB32, false, false, Render8},
+                      Dispatch{PF_PixelFormat_ARGB32, true, false, Render8},
+                      Dispatch{PF_PixelFormat_ARGB32, false, true, nullptr},
+                      Dispatch{PF_PixelFormat_ARGB32, true, true, nullptr},  // fast alone decides
+                      Dispatch{PF_PixelFormat_ARGB64, false, false, Render16},
+                      Dispatch{PF_PixelFormat_ARGB64, false, true, Render16_Fast},
+                      Dispatch{PF_PixelFormat_ARGB64, true, true, Render16},
+                      Dispatch{PF_PixelFormat_ARGB128, false, false, RenderFloat},
+                      Dispatch{PF_PixelFormat_ARGB128, false, true, nullptr},
+                      Dispatch{PF_PixelFormat_ARGB128, true, true, RenderFloat}));
 
 }  // namespace
