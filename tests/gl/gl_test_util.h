@@ -1,6 +1,5 @@
 // Shared helpers of the GPU pipeline tests: effect descriptions built in
-// code, an effect instance driven the way the render path drives it, and a
-// caller context of the test's own that must survive every call.
+// code and an effect instance driven the way the render path drives it.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -23,6 +22,12 @@ inline std::string samplingShader(const std::string& uniforms, const std::string
 {
     return "uniform vec2 resolution;\n" + uniforms +
            "\nvoid main() {\n vec2 uv = gl_FragCoord.xy / resolution;\n" + body + "\n}\n";
+}
+
+// A pass copying input slot 0.
+inline std::string copyShader()
+{
+    return samplingShader("uniform sampler2D in0;", "gl_FragColor = texture2D(in0, uv);");
 }
 
 // One pass per source; pass p reads input layer 0 in slot 0 unless routed
@@ -77,61 +82,27 @@ public:
         d.outputWidth = w;
         d.outputHeight = h;
     }
+    // Builds the programs with fresh textures, as the render path does.
+    testing::AssertionResult build(const std::string& preamble = "")
+    {
+        ctx().InitGL(preamble, true);
+        if (ctx().ok)
+            return testing::AssertionSuccess();
+        return testing::AssertionFailure() << "build failed: " << ctx().log;
+    }
     bool render(int type = GL_FLOAT) { return ctx().ProcessGL(&d, GL_RGBA, type); }
-    const float* pixel(int x, int y) const { return d.outputBuffer + 4 * (y * d.outputWidth + x); }
+    // Layer 0 and the output both W x H, a build and one frame.
+    testing::AssertionResult frame(std::vector<float>& in, int w, int h)
+    {
+        setLayer(0, in, w, h);
+        setOutput(w, h);
+        testing::AssertionResult built = build();
+        if (!built)
+            return built;
+        return render() ? testing::AssertionSuccess() : testing::AssertionFailure() << "render refused";
+    }
 
     EffectData d{};
-};
-
-// A context of the test's own, current (with a small pbuffer where the
-// display offers one) for the lifetime of the object; stands for the host's.
-class CallerContext {
-public:
-    CallerContext()
-    {
-        display = glfxSharedDisplay();
-        if (display == EGL_NO_DISPLAY)
-            return;
-        eglBindAPI(EGL_OPENGL_API);
-        const EGLint want[] = {EGL_RENDERABLE_TYPE, EGL_OPENGL_BIT, EGL_SURFACE_TYPE, EGL_PBUFFER_BIT,
-                               EGL_NONE};
-        EGLConfig config = nullptr;
-        EGLint found = 0;
-        if (eglChooseConfig(display, want, &config, 1, &found) && found > 0) {
-            const EGLint size[] = {EGL_WIDTH, 8, EGL_HEIGHT, 8, EGL_NONE};
-            surface = eglCreatePbufferSurface(display, config, size);
-        } else {
-            const EGLint any[] = {EGL_RENDERABLE_TYPE, EGL_OPENGL_BIT, EGL_SURFACE_TYPE, 0, EGL_NONE};
-            eglChooseConfig(display, any, &config, 1, &found);
-        }
-        context = eglCreateContext(display, config, EGL_NO_CONTEXT, nullptr);
-        eglMakeCurrent(display, surface, surface, context);
-    }
-    ~CallerContext()
-    {
-        if (display == EGL_NO_DISPLAY)
-            return;
-        eglMakeCurrent(display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
-        if (surface != EGL_NO_SURFACE)
-            eglDestroySurface(display, surface);
-        if (context != EGL_NO_CONTEXT)
-            eglDestroyContext(display, context);
-    }
-    CallerContext(const CallerContext&) = delete;
-    CallerContext& operator=(const CallerContext&) = delete;
-
-    bool ready() const { return context != EGL_NO_CONTEXT; }
-    // True when this context is current with its surfaces, under the GL API.
-    bool isCurrent() const
-    {
-        return eglQueryAPI() == EGL_OPENGL_API && eglGetCurrentContext() == context &&
-               eglGetCurrentDisplay() == display && eglGetCurrentSurface(EGL_DRAW) == surface &&
-               eglGetCurrentSurface(EGL_READ) == surface;
-    }
-
-    EGLDisplay display = EGL_NO_DISPLAY;
-    EGLContext context = EGL_NO_CONTEXT;
-    EGLSurface surface = EGL_NO_SURFACE;
 };
 
 // Runs `check` with `ctx`'s own context current (for queries on its names).

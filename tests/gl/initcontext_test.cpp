@@ -14,112 +14,79 @@ cglfx definingEffect()
 {
     cglfx fx = makeEffect({"void main() { gl_FragColor = vec4(1.0); }\n"});
     fx.settings.params = 5;
-    fx.par[1].type = GLFX_CHECK;
-    fx.par[1].flags = 1;
-    fx.par[1].uniform = "beta";
-    fx.par[2].type = GLFX_POPUP;
-    fx.par[2].flags = 1;
-    fx.par[2].uniform = "alpha";
+    const struct {
+        int type, flags;
+        const char* uniform;
+    } pars[] = {{GLFX_CHECK, 1, "beta"}, {GLFX_POPUP, 1, "alpha"}, {GLFX_POPUP, 2, "look"}, {GLFX_FLOAT, 1, "gain"}};
+    for (int i = 0; i < 4; ++i) {
+        fx.par[i + 1].type = pars[i].type;
+        fx.par[i + 1].flags = pars[i].flags;
+        fx.par[i + 1].uniform = pars[i].uniform;
+    }
     fx.par[2].items = {"x", "y", "z"};
-    fx.par[3].type = GLFX_POPUP;
-    fx.par[3].flags = 2;
-    fx.par[3].uniform = "look";
     fx.par[3].items = {"Warm", "Cold", "Bleach"};
-    fx.par[4].type = GLFX_FLOAT;
-    fx.par[4].flags = 1;
-    fx.par[4].uniform = "gain";
     return fx;
 }
 
 }  // namespace
 
-TEST(InitContext, NewContextAndResetBookkeeping)
+TEST(InitContext, NewContextBookkeepingAndDefinitions)
 {
-    glfxDescription() = definingEffect();
-    EffectData d{};
-    for (int i = 0; i < 32; ++i) {
-        d.layerWidth[i] = d.layerHeight[i] = d.bufferWidth[i] = d.bufferHeight[i] = 10 + i;
-        d.layerSkip[i] = true;
-    }
-    float keep[4] = {};
-    d.outputBuffer = keep;
-    d.outputBufferWidth = 7;
-    d.outputBufferHeight = 9;
-    d.defines = new std::map<std::string, std::string>{{"#define stale", "1"}};
-
-    vInitContext(&d);
-    ASSERT_NE(d.glContext, nullptr);
-    EXPECT_EQ(d.glContext->description, &glfxDescription());
-    EXPECT_TRUE(d.glContext->gl.HaveOpenGL());
-    EXPECT_FALSE(d.glContext->initialised) << "nothing is built yet";
-    EXPECT_EQ(d.glContext->inputNames[0], "in0");
-    EXPECT_EQ(d.glContext->inputNames[31], "in31");
-    EXPECT_EQ(d.glContext->passTextures[3], AE_GL_Context::kNoTexture);
-    for (int i = 0; i < 32; ++i) {
-        EXPECT_EQ(d.layerWidth[i] | d.layerHeight[i] | d.bufferWidth[i] | d.bufferHeight[i], 0) << i;
-        EXPECT_FALSE(d.layerSkip[i]) << i;
-    }
-    EXPECT_EQ(d.outputBuffer, keep);
-    EXPECT_EQ(d.outputBufferWidth, 0);
-    EXPECT_EQ(d.outputBufferHeight, 0);
-    ASSERT_NE(d.defines, nullptr);
-    EXPECT_EQ(d.defines->count("#define stale"), 0u) << "the previous map is replaced";
-
-    d.glContext->gl.GlobalSetdown_GL();
-    delete d.glContext;
-    delete d.defines;
-}
-
-TEST(InitContext, DefinitionsFromValues)
-{
-    const std::string prefix = glfxtext::definePrefix();
+    const std::string prefix = glfxtext::definePrefix(), fast = glfxtext::defineFast();
     struct Case {
+        bool fast, premiere;
         float check, popup, look;
-        const char* wantBeta;
-        const char* wantAlpha;
-        const char* wantLook;
+        const char *beta, *alpha, *lookText, *fastValue;  // null: no fast entry
     };
     const Case cases[] = {
-        {1.f, 0.f, 2.f, "1", "0", "Bleach"},
-        {0.99f, 2.5f, 0.f, "0", "2", "Warm"},
-        {0.f, 1.f, 1.9f, "0", "1", "Cold"},
+        {false, false, 1.f, 0.f, 2.f, "1", "0", "Bleach", nullptr},
+        {true, false, 0.99f, 2.5f, 0.f, "0", "2", "Warm", "1"},
+        {true, true, 0.f, 1.f, 1.9f, "0", "1", "Cold", "2"},
     };
-    glfxDescription() = definingEffect();
     for (const Case& c : cases) {
+        SCOPED_TRACE(c.lookText);
+        cglfx fx = definingEffect();
+        fx.settings.fast = c.fast;
+        glfxDescription() = fx;
         EffectData d{};
+        d.isPremiere = c.premiere;
+        for (int i = 0; i < 32; ++i) {
+            d.layerWidth[i] = d.layerHeight[i] = d.bufferWidth[i] = d.bufferHeight[i] = 10 + i;
+            d.layerSkip[i] = true;
+        }
+        float keep[4] = {};
+        d.outputBuffer = keep;
+        d.outputBufferWidth = 7;
+        d.outputBufferHeight = 9;
+        d.defines = new std::map<std::string, std::string>{{"#define stale", "1"}};
         d.values[1][0] = c.check;
         d.values[2][0] = c.popup;
         d.values[3][0] = c.look;
         d.values[4][0] = 3.f;
+
         vInitContext(&d);
-        const std::map<std::string, std::string> want = {
-            {prefix + "beta", c.wantBeta}, {prefix + "alpha", c.wantAlpha}, {prefix + "look", c.wantLook}};
+        ASSERT_NE(d.glContext, nullptr);
+        EXPECT_EQ(d.glContext->description, &glfxDescription());
+        EXPECT_TRUE(d.glContext->gl.HaveOpenGL());
+        EXPECT_FALSE(d.glContext->initialised) << "nothing is built yet";
+        EXPECT_EQ(d.glContext->inputNames[31], "in31");
+        for (int i = 0; i < 32; ++i) {
+            EXPECT_EQ(d.layerWidth[i] | d.layerHeight[i] | d.bufferWidth[i] | d.bufferHeight[i], 0) << i;
+            EXPECT_FALSE(d.layerSkip[i]) << i;
+        }
+        EXPECT_EQ(d.outputBuffer, keep);
+        EXPECT_EQ(d.outputBufferWidth | d.outputBufferHeight, 0);
+        // The previous map is replaced: no stale entry.
+        std::map<std::string, std::string> want = {
+            {prefix + "beta", c.beta}, {prefix + "alpha", c.alpha}, {prefix + "look", c.lookText}};
+        if (c.fastValue)
+            want[fast] = c.fastValue;
+        ASSERT_NE(d.defines, nullptr);
         EXPECT_EQ(*d.defines, want);
         d.glContext->gl.GlobalSetdown_GL();
         delete d.glContext;
         delete d.defines;
     }
-}
-
-TEST(InitContext, FastModeDefinition)
-{
-    const std::string fast = glfxtext::defineFast();
-    cglfx fx = makeEffect({"void main() { gl_FragColor = vec4(1.0); }\n"});
-    for (bool on : {false, true})
-        for (bool premiere : {false, true}) {
-            fx.settings.fast = on;
-            glfxDescription() = fx;
-            EffectData d{};
-            d.isPremiere = premiere;
-            vInitContext(&d);
-            if (!on)
-                EXPECT_TRUE(d.defines->empty());
-            else
-                EXPECT_EQ(*d.defines, (std::map<std::string, std::string>{{fast, premiere ? "2" : "1"}}));
-            d.glContext->gl.GlobalSetdown_GL();
-            delete d.glContext;
-            delete d.defines;
-        }
 }
 
 TEST(Defines, TextOfTheMap)

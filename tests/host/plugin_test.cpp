@@ -14,8 +14,9 @@ using namespace glfxhost;
 
 namespace {
 
+const HostMode kModes[] = {HostMode::AfterEffects, HostMode::Premiere};
+
 std::string pluginPath() { return std::string(GLFX_BINARY_DIR) + "/glfxplugin.so"; }
-bool pluginBuilt() { return std::ifstream(pluginPath()).good(); }
 
 std::string effectFile(const char* name) {
     std::ifstream f(std::string(GLFX_SOURCE_DIR) + "/effects/" + name);
@@ -24,24 +25,8 @@ std::string effectFile(const char* name) {
     return s.str();
 }
 
-const char* const kParamsText =
-    "[settings]\n"
-    "name=Host Check\n"
-    "description=Checks the host.\n"
-    "version=2.5\n"
-    "[par1]\nname=Gain\nparam=gain\ntype=float\nmin=0\nmax=1\ntext=0|100\ndefault=0.5\n"
-    "[par2]\nname=Flip\nparam=flip\ntype=check\ndefault=true\ntext=flip it\n"
-    "[par3]\nname=Mode\nparam=mode\ntype=popup\npopup=A|B|C|D\ndefault=7\n"
-    "[par4]\nname=Tint\nparam=tint\ntype=color\ndefault=1|0.5|0\n"
-    "[par5]\nname=Turn\nparam=turn\ntype=angle\ndefault=45.9\n"
-    "[par6]\nname=Centre\nparam=centre\ntype=point\ndefault=150|0.5\n"
-    "[par7]\nname=Nothing\nparam=nothing\ntype=none\n"
-    "[par8]\nname=Group\nparam=grp\ntype=topic_start\nflags=1\n"
-    "[par9]\nname=End\nparam=grpend\ntype=topic_end\n";
-
-const char* const kSmallText =
-    "[settings]\nname=Host Check\ndescription=Checks the host.\nversion=2.5\n"
-    "[par1]\nname=Gain\nparam=gain\ntype=float\nmin=0\nmax=1\ndefault=0.5\n";
+// The host's own world for a frame: Premiere takes 8-bit BGRA only.
+World worldFor(HostMode mode, int w, int h) { return World(w, h, 8, mode == HostMode::Premiere); }
 
 bool hasProblem(const Session& s, const std::string& part) {
     for (const std::string& p : s.records().problems)
@@ -52,41 +37,67 @@ bool hasProblem(const Session& s, const std::string& part) {
 }  // namespace
 
 #define REQUIRE_PLUGIN() \
-    if (!pluginBuilt()) GTEST_SKIP() << "glfxplugin.so is not built in this tree"
+    if (!std::ifstream(pluginPath()).good()) GTEST_SKIP() << "glfxplugin.so is not built in this tree"
 
-TEST(RealPlugin, GlobalSetupPerHost) {
+// A whole session in each host: global setup, parameters, About, a render,
+// saving and reopening the project, and the setdowns.
+TEST(RealPlugin, WholeSessionPerHost) {
     REQUIRE_PLUGIN();
     Plugin plugin(pluginPath());
     ASSERT_TRUE(plugin.hasEffectTextSymbol());
-    for (HostMode mode : {HostMode::AfterEffects, HostMode::Premiere}) {
+    plugin.setEffectText("[settings]\nname=Host Check\ndescription=Checks the host.\nversion=2.5\n"
+                         "[par1]\nname=Gain\nparam=gain\ntype=float\nmin=0\nmax=1\ndefault=0.5\n");
+    for (HostMode mode : kModes) {
         SCOPED_TRACE(hostModeName(mode));
         Session s(plugin, mode);
-        ASSERT_EQ(s.globalSetup(), PF_Err_NONE);
+        ASSERT_EQ(s.start(), PF_Err_NONE);
         const Records& r = s.records();
-        EXPECT_EQ(r.version, 0x100001u);
-        EXPECT_EQ(r.version, PF_VERSION(2, 0, 0, PF_Stage_DEVELOP, 1));
-        const PF_OutFlags flags = PF_OutFlag_WIDE_TIME_INPUT | PF_OutFlag_NON_PARAM_VARY | PF_OutFlag_I_DO_DIALOG |
-                                  PF_OutFlag_DEEP_COLOR_AWARE | PF_OutFlag_SEND_UPDATE_PARAMS_UI;
-        const PF_OutFlags2 flags2 = PF_OutFlag2_PARAM_GROUP_START_COLLAPSED_FLAG | PF_OutFlag2_SUPPORTS_SMART_RENDER |
-                                    PF_OutFlag2_FLOAT_COLOR_AWARE |
-                                    PF_OutFlag2_PPRO_DO_NOT_CLONE_SEQUENCE_DATA_FOR_RENDER;
-        EXPECT_EQ(flags, 0x6000026);
-        EXPECT_EQ(flags2, 0x9408);
+        EXPECT_EQ(r.version, 0x100001u);   // 2.0, develop stage, build 1
         EXPECT_TRUE(s.hasGlobalData());
+        // Wide time input, non-param vary, dialog, deep colour, update params UI;
+        // group start collapsed flag, smart render, float colour, no clone.
         if (mode == HostMode::AfterEffects) {
-            EXPECT_EQ(r.outFlags, flags);
-            EXPECT_EQ(r.outFlags2, flags2);
+            EXPECT_EQ(r.outFlags, 0x6000026);
+            EXPECT_EQ(r.outFlags2, 0x9408);
             EXPECT_EQ(r.registeredNames, std::vector<std::string>{"Morvanta Cinema Plugin"});
             EXPECT_TRUE(r.supportedFormats.empty());
         } else {
-            EXPECT_EQ(r.outFlags, flags & ~PF_OutFlag_DEEP_COLOR_AWARE);
-            EXPECT_EQ(r.outFlags2, flags2 & ~PF_OutFlag2_FLOAT_COLOR_AWARE);
+            EXPECT_EQ(r.outFlags, 0x6000026 & ~PF_OutFlag_DEEP_COLOR_AWARE);
+            EXPECT_EQ(r.outFlags2, 0x9408 & ~PF_OutFlag2_FLOAT_COLOR_AWARE);
             EXPECT_TRUE(r.registeredNames.empty());
             EXPECT_GE(r.formatClears, 1);
             EXPECT_EQ(r.supportedFormats, std::vector<PrPixelFormat>{PrPixelFormat_BGRA_4444_8u});
         }
+        ASSERT_EQ(s.added().size(), 1u);
+        std::string about = "unchanged";
+        ASSERT_EQ(s.about(about), PF_Err_NONE);
+        EXPECT_EQ(about, mode == HostMode::Premiere ? "" : "Host Check 2.5\rChecks the host.");
+
+        // A rendered instance holds a GPU context; flattening releases it.
+        World in = worldFor(mode, 4, 4), out = worldFor(mode, 4, 4);
+        ASSERT_EQ(s.render(in, out), PF_Err_NONE);
+        ASSERT_EQ(s.sequenceDataSize(), sizeof(EffectData));
+        ASSERT_EQ(s.flatten(), PF_Err_NONE);
+        ASSERT_EQ(s.flatData().size(), sizeof(EffectData));
+        EffectData flat;
+        std::memcpy(static_cast<void*>(&flat), s.flatData().data(), sizeof flat);
+        EXPECT_EQ(flat.glContext, nullptr);
+        EXPECT_EQ(flat.isPremiere, mode == HostMode::Premiere);
+        EXPECT_EQ(flat.values[1][0], 0.5f);   // the gain as the render saw it
+        // Reopened: the host hands the saved bytes back, and they are saved again unchanged.
+        const std::vector<uint8_t> saved = s.flatData();
+        ASSERT_EQ(s.resetup(), PF_Err_NONE);
+        EXPECT_EQ(s.sequenceDataSize(), sizeof(EffectData));
+        ASSERT_EQ(s.flatten(), PF_Err_NONE);
+        EXPECT_TRUE(s.flatData() == saved);
+
+        EXPECT_EQ(s.sequenceSetdown(), PF_Err_NONE);
+        EXPECT_FALSE(s.hasSequenceData());
         EXPECT_EQ(s.globalSetdown(), PF_Err_NONE);
         EXPECT_EQ(s.liveHandles(), 0);
+        EXPECT_EQ(s.liveMemHandles(), 0);
+        // Every suite the effect took it gave back.
+        for (const auto& a : r.suiteAcquires) EXPECT_EQ(r.suiteReleases.at(a.first), a.second) << a.first;
         EXPECT_TRUE(r.problems.empty()) << r.problems.front();
     }
 }
@@ -94,7 +105,17 @@ TEST(RealPlugin, GlobalSetupPerHost) {
 TEST(RealPlugin, ParameterDefinitionsFromADescription) {
     REQUIRE_PLUGIN();
     Plugin plugin(pluginPath());
-    plugin.setEffectText(kParamsText);
+    plugin.setEffectText(
+        "[settings]\nname=Host Check\n"
+        "[par1]\nname=Gain\nparam=gain\ntype=float\nmin=0\nmax=1\ntext=0|100\ndefault=0.5\n"
+        "[par2]\nname=Flip\nparam=flip\ntype=check\ndefault=true\ntext=flip it\n"
+        "[par3]\nname=Mode\nparam=mode\ntype=popup\npopup=A|B|C|D\ndefault=7\n"
+        "[par4]\nname=Tint\nparam=tint\ntype=color\ndefault=1|0.5|0\n"
+        "[par5]\nname=Turn\nparam=turn\ntype=angle\ndefault=45.9\n"
+        "[par6]\nname=Centre\nparam=centre\ntype=point\ndefault=150|0.5\n"
+        "[par7]\nname=Nothing\nparam=nothing\ntype=none\n"
+        "[par8]\nname=Group\nparam=grp\ntype=topic_start\nflags=1\n"
+        "[par9]\nname=End\nparam=grpend\ntype=topic_end\n");
     Session s(plugin, HostMode::AfterEffects);
     ASSERT_EQ(s.globalSetup(), PF_Err_NONE);
     ASSERT_EQ(s.paramsSetup(), PF_Err_NONE);
@@ -141,36 +162,6 @@ TEST(RealPlugin, ParameterDefinitionsFromADescription) {
     EXPECT_EQ(s.finish(), PF_Err_NONE);
 }
 
-TEST(RealPlugin, AboutFlattenResetupSetdown) {
-    REQUIRE_PLUGIN();
-    Plugin plugin(pluginPath());
-    plugin.setEffectText(kSmallText);
-    for (HostMode mode : {HostMode::AfterEffects, HostMode::Premiere}) {
-        SCOPED_TRACE(hostModeName(mode));
-        Session s(plugin, mode);
-        ASSERT_EQ(s.start(), PF_Err_NONE);
-        std::string about = "unchanged";
-        ASSERT_EQ(s.about(about), PF_Err_NONE);
-        EXPECT_EQ(about, mode == HostMode::Premiere ? "" : "Host Check 2.5\rChecks the host.");
-        ASSERT_TRUE(s.hasSequenceData());
-        EXPECT_EQ(s.sequenceDataSize(), sizeof(EffectData));
-        ASSERT_EQ(s.flatten(), PF_Err_NONE);
-        ASSERT_EQ(s.flatData().size(), sizeof(EffectData));
-        EffectData flat;
-        std::memcpy(static_cast<void*>(&flat), s.flatData().data(), sizeof flat);
-        EXPECT_EQ(flat.glContext, nullptr);
-        EXPECT_EQ(flat.isPremiere, mode == HostMode::Premiere);
-        ASSERT_EQ(s.resetup(), PF_Err_NONE);
-        EXPECT_EQ(s.sequenceDataSize(), sizeof(EffectData));
-        EXPECT_EQ(s.sequenceSetdown(), PF_Err_NONE);
-        EXPECT_FALSE(s.hasSequenceData());
-        EXPECT_EQ(s.globalSetdown(), PF_Err_NONE);
-        EXPECT_EQ(s.liveHandles(), 0);
-        EXPECT_EQ(s.liveMemHandles(), 0);
-        EXPECT_TRUE(s.records().problems.empty()) << s.records().problems.front();
-    }
-}
-
 // The pass-through effect at every host depth, through padded worlds. With
 // nearest sampling the frame must come back exactly (8-bit values survive
 // the trip to float and back); with linear sampling the driver's texture
@@ -180,24 +171,25 @@ TEST(RealPlugin, PassThroughAtEveryDepth) {
     REQUIRE_PLUGIN();
     const std::string text = effectFile("passthrough.glfx");
     ASSERT_NE(text.find("[settings]"), std::string::npos);
-    struct Case { HostMode mode; int depth; bool bgra; bool nearest; float tolerance; };
-    const Case cases[] = {{HostMode::AfterEffects, 8, false, true, 0.0f},
-                          {HostMode::AfterEffects, 16, false, true, 0.0f},
-                          {HostMode::AfterEffects, 32, false, true, 0.0f},
-                          {HostMode::Premiere, 8, true, true, 0.0f},
-                          {HostMode::AfterEffects, 8, false, false, 1.0f / 255 + 1e-6f},
-                          {HostMode::AfterEffects, 16, false, false, 2.0f / 32768},
-                          {HostMode::AfterEffects, 32, false, false, 1e-5f}};
+    // Fast: the shaders take the host's own pixel order, which a pass-through keeps.
+    struct Case { HostMode mode; int depth; bool nearest, fast; float tolerance; };
+    const HostMode ae = HostMode::AfterEffects, pr = HostMode::Premiere;
+    const Case cases[] = {{ae, 8, true, false, 0.0f},  {ae, 16, true, false, 0.0f}, {ae, 32, true, false, 0.0f},
+                          {pr, 8, true, false, 0.0f},  {ae, 8, true, true, 0.0f},   {ae, 16, true, true, 0.0f},
+                          {ae, 32, true, true, 0.0f},  {pr, 8, true, true, 0.0f},
+                          {ae, 8, false, false, 1.0f / 255 + 1e-6f}, {ae, 16, false, false, 2.0f / 32768},
+                          {ae, 32, false, false, 1e-5f}};
     for (const Case& c : cases) {
-        SCOPED_TRACE(std::to_string(c.depth) + " " + hostModeName(c.mode) + (c.nearest ? " nearest" : " linear"));
+        SCOPED_TRACE(std::to_string(c.depth) + " " + hostModeName(c.mode) + (c.nearest ? " nearest" : " linear") +
+                     (c.fast ? " fast" : ""));
         Plugin plugin(pluginPath());
-        // The file ends in its settings section, so a key appended lands there.
-        plugin.setEffectText(text + (c.nearest ? "\ninterp=0\n" : "\ninterp=1\n"));
+        // The file ends in its settings section, so keys appended land there.
+        plugin.setEffectText(text + (c.nearest ? "\ninterp=0\n" : "\ninterp=1\n") + (c.fast ? "fast=1\n" : ""));
         Session s(plugin, c.mode);
         ASSERT_EQ(s.start(), PF_Err_NONE);
         const int w = 37, h = 23;
-        World in(w, h, c.depth, c.bgra, c.depth == 32 ? 32 : 12 * (c.depth / 8));
-        World out(w, h, c.depth, c.bgra);
+        const bool bgra = c.mode == HostMode::Premiere;
+        World in(w, h, c.depth, bgra, c.depth == 32 ? 32 : 12 * (c.depth / 8)), out(w, h, c.depth, bgra);
         for (int y = 0; y < h; ++y)
             for (int x = 0; x < w; ++x) {
                 const float px[4] = {((x * 7 + y) % 256) / 255.0f, (y * 11 % 256) / 255.0f, ((x + y) % 2) * 1.0f,
@@ -212,7 +204,7 @@ TEST(RealPlugin, PassThroughAtEveryDepth) {
                 in.getPixel(x, y, a);
                 out.getPixel(x, y, b);
                 for (int k = 0; k < 4; ++k)
-                    if (std::fabs(a[k] - b[k]) > c.tolerance && bad++ < 5)
+                    if (!(std::fabs(a[k] - b[k]) <= c.tolerance) && bad++ < 5)
                         ADD_FAILURE() << "pixel " << x << "," << y << " channel " << k << ": " << a[k] << " -> " << b[k];
             }
         EXPECT_EQ(bad, 0);
@@ -223,28 +215,40 @@ TEST(RealPlugin, PassThroughAtEveryDepth) {
     }
 }
 
+// A layer parameter with a time offset of two frames, rendered at 1 s (30000
+// in a 30000 time scale, 1000 a frame): smart pre-render checks out the input
+// now and the layer later; the classic render of Premiere checks out no
+// layers, only the parameter.
 TEST(RealPlugin, LayerParameterCheckedOutLaterByItsOffset) {
     REQUIRE_PLUGIN();
     Plugin plugin(pluginPath());
     plugin.setEffectText("[settings]\nname=Two Layers\n[par1]\nname=Other\nparam=other\ntype=layer\ntime=2\n");
-    Session s(plugin, HostMode::AfterEffects);
-    ASSERT_EQ(s.start(), PF_Err_NONE);
-    ASSERT_EQ(s.added().size(), 1u);
-    World in(8, 8, 8), other(8, 8, 8), out(8, 8, 8);
-    s.setLayer(1, &other);
-    ASSERT_EQ(s.render(in, out, 1.0), PF_Err_NONE);
-    const A_long now = 30000, later = 30000 + 2 * 1000;
-    const Records& r = s.records();
-    ASSERT_EQ(r.layerCheckouts.size(), 2u);
-    EXPECT_EQ(r.layerCheckouts[0].index, 0);
-    EXPECT_EQ(r.layerCheckouts[0].time, now);
-    EXPECT_EQ(r.layerCheckouts[1].index, 1);
-    EXPECT_EQ(r.layerCheckouts[1].time, later);
-    ASSERT_EQ(r.paramCheckouts.size(), 1u);
-    EXPECT_EQ(r.paramCheckouts[0].index, 1);
-    EXPECT_EQ(r.paramCheckouts[0].time, later);
-    EXPECT_EQ(r.paramCheckins, 1);
-    EXPECT_EQ(s.finish(), PF_Err_NONE);
+    for (HostMode mode : kModes) {
+        SCOPED_TRACE(hostModeName(mode));
+        Session s(plugin, mode);
+        ASSERT_EQ(s.start(), PF_Err_NONE);
+        ASSERT_EQ(s.added().size(), 1u);
+        World in = worldFor(mode, 8, 8), other = worldFor(mode, 8, 8), out = worldFor(mode, 8, 8);
+        s.setLayer(1, &other);
+        ASSERT_EQ(s.render(in, out, 1.0), PF_Err_NONE);
+        const A_long now = 30000, later = 30000 + 2 * 1000;
+        const Records& r = s.records();
+        if (mode == HostMode::AfterEffects) {
+            ASSERT_EQ(r.layerCheckouts.size(), 2u);
+            EXPECT_EQ(r.layerCheckouts[0].index, 0);
+            EXPECT_EQ(r.layerCheckouts[0].time, now);
+            EXPECT_EQ(r.layerCheckouts[1].index, 1);
+            EXPECT_EQ(r.layerCheckouts[1].time, later);
+        } else {
+            EXPECT_TRUE(r.layerCheckouts.empty());
+        }
+        ASSERT_EQ(r.paramCheckouts.size(), 1u);
+        EXPECT_EQ(r.paramCheckouts[0].index, 1);
+        EXPECT_EQ(r.paramCheckouts[0].time, later);
+        EXPECT_EQ(r.paramCheckins, 1);
+        EXPECT_EQ(s.finish(), PF_Err_NONE);
+        EXPECT_TRUE(r.problems.empty()) << r.problems.front();
+    }
 }
 
 TEST(RealPlugin, DialogShowsTheBuildLogOfABrokenShader) {
@@ -267,7 +271,6 @@ TEST(RealPlugin, DialogShowsTheBuildLogOfABrokenShader) {
     ASSERT_EQ(r.alerts.size(), 1u);
     EXPECT_FALSE(r.alerts[0].empty());
     EXPECT_EQ(s.liveMemHandles(), 0);
-    s.finish();
 }
 
 // A preset popup changed by the user: the plug-in writes the preset's values
@@ -295,8 +298,7 @@ TEST(RealPlugin, UserChangeTakesOverPresetValues) {
     EXPECT_EQ(s.value(3).u.td.x_value, 10 * 65536);   // 0.25 × 40
     EXPECT_EQ(s.value(3).u.td.y_value, 10 * 65536);   // 0.5 × 20
     EXPECT_EQ(s.value(1).u.pd.value, 2);
-    const PF_OutFlags flags = s.records().commands.back().outFlags;
-    EXPECT_EQ(flags, PF_OutFlag_REFRESH_UI | PF_OutFlag_FORCE_RERENDER);
+    EXPECT_EQ(s.records().commands.back().outFlags, PF_OutFlag_REFRESH_UI | PF_OutFlag_FORCE_RERENDER);
     s.setPopup(1, 1);   // no preset for "Plain": nothing changes
     ASSERT_EQ(s.userChangedParam(1), PF_Err_NONE);
     EXPECT_DOUBLE_EQ(s.value(2).u.fs_d.value, 0.75f);

@@ -7,18 +7,31 @@
 
 using glfxhost::World;
 
-TEST(World, RowsArePaddedNeverPacked) {
-    struct Case { int depth; int padding; int pixelSize; };
-    for (Case c : {Case{8, 16, 4}, Case{16, 16, 8}, Case{32, 16, 16}, Case{8, 6, 4}, Case{16, 2, 8}}) {
-        World w(7, 3, c.depth, false, c.padding);
+TEST(World, RowsArePaddedNeverPackedAndFormatPerDepth) {
+    struct Case { int depth; bool bgra; int padding; int pixelSize; PF_PixelFormat format; PrPixelFormat pr; };
+    const Case cases[] = {{8, false, 16, 4, PF_PixelFormat_ARGB32, PF_PixelFormat_ARGB32},
+                          {16, false, 16, 8, PF_PixelFormat_ARGB64, PF_PixelFormat_ARGB64},
+                          {32, false, 16, 16, PF_PixelFormat_ARGB128, PF_PixelFormat_ARGB128},
+                          {8, false, 6, 4, PF_PixelFormat_ARGB32, PF_PixelFormat_ARGB32},
+                          {16, false, 2, 8, PF_PixelFormat_ARGB64, PF_PixelFormat_ARGB64},
+                          // Premiere's BGRA answers ARGB32 to the world suite, as Premiere does.
+                          {8, true, 16, 4, PF_PixelFormat_ARGB32, PrPixelFormat_BGRA_4444_8u}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::to_string(c.depth) + " padding " + std::to_string(c.padding));
+        World w(7, 3, c.depth, c.bgra, c.padding);
         EXPECT_EQ(w.pixelSize(), c.pixelSize);
-        EXPECT_EQ(w.rowbytes(), 7 * c.pixelSize + c.padding) << c.depth;
+        EXPECT_EQ(w.rowbytes(), 7 * c.pixelSize + c.padding);
         EXPECT_EQ(w.def()->rowbytes, w.rowbytes());
         EXPECT_EQ(w.def()->width, 7);
         EXPECT_EQ(w.def()->height, 3);
         EXPECT_EQ(w.row(1) - w.row(0), w.rowbytes());
         EXPECT_TRUE(w.paddingIntact());
+        EXPECT_EQ(w.pixelFormat(), c.format);
+        EXPECT_EQ(w.premierePixelFormat(), c.pr);
     }
+    // The codes are four characters in memory order.
+    EXPECT_EQ(PF_PixelFormat_ARGB32, 0x62677261);
+    EXPECT_EQ(PrPixelFormat_BGRA_4444_8u, 0x61726762);
 }
 
 TEST(World, RejectsBadShapes) {
@@ -31,46 +44,22 @@ TEST(World, RejectsBadShapes) {
 }
 
 TEST(World, ChannelOrderAndRangeInMemory) {
-    const float rgba[4] = {1.0f, 0.5f, 0.0f, 0.25f};
-    {
-        World w(2, 2, 8);
-        w.setPixel(1, 1, rgba);
-        PF_Pixel p;
-        std::memcpy(&p, w.row(1) + 4, 4);
-        EXPECT_EQ(p.alpha, 64);   // 0.25 × 255 = 63.75
-        EXPECT_EQ(p.red, 255);
-        EXPECT_EQ(p.green, 128);  // 127.5 rounds up
-        EXPECT_EQ(p.blue, 0);
-    }
-    {
-        World w(2, 2, 8, true);
-        w.setPixel(0, 0, rgba);
-        const uint8_t* b = w.row(0);
-        EXPECT_EQ(b[0], 0);    // blue
-        EXPECT_EQ(b[1], 128);  // green
-        EXPECT_EQ(b[2], 255);  // red
-        EXPECT_EQ(b[3], 64);   // alpha
-    }
-    {
-        World w(2, 2, 16);
-        w.setPixel(0, 1, rgba);
-        PF_Pixel16 p;
-        std::memcpy(&p, w.row(1), sizeof p);
-        EXPECT_EQ(p.alpha, 8192);
-        EXPECT_EQ(p.red, 32768);   // full scale is 32768, not 65535
-        EXPECT_EQ(p.green, 16384);
-        EXPECT_EQ(p.blue, 0);
-    }
-    {
-        World w(2, 2, 32);
-        const float wide[4] = {1.5f, -0.25f, 0.125f, 1.0f};   // floats are not clamped
-        w.setPixel(1, 0, wide);
-        PF_PixelFloat p;
-        std::memcpy(&p, w.row(0) + 16, sizeof p);
-        EXPECT_EQ(p.alpha, 1.0f);
-        EXPECT_EQ(p.red, 1.5f);
-        EXPECT_EQ(p.green, -0.25f);
-        EXPECT_EQ(p.blue, 0.125f);
+    // Pixel (1, 1) as written, byte for byte: 0.25 × 255 = 63.75 gives 64,
+    // 0.5 × 255 = 127.5 rounds up; 16-bit full scale is 32768, not 65535;
+    // floats are stored as given, unclamped.
+    const float rgba[4] = {1.0f, 0.5f, 0.0f, 0.25f}, wide[4] = {1.5f, -0.25f, 0.125f, 1.0f};
+    const PF_Pixel argb8{64, 255, 128, 0};
+    const uint8_t bgra8[4] = {0, 128, 255, 64};
+    const PF_Pixel16 argb16{8192, 32768, 16384, 0};
+    const PF_PixelFloat argb32{1.0f, 1.5f, -0.25f, 0.125f};
+    const struct { int depth; bool bgra; const float* in; const void* want; size_t size; } cases[] = {
+        {8, false, rgba, &argb8, 4}, {8, true, rgba, bgra8, 4}, {16, false, rgba, &argb16, 8},
+        {32, false, wide, &argb32, 16}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::to_string(c.depth) + (c.bgra ? " bgra" : ""));
+        World w(2, 2, c.depth, c.bgra);
+        w.setPixel(1, 1, c.in);
+        EXPECT_EQ(std::memcmp(w.row(1) + c.size, c.want, c.size), 0);
     }
 }
 
@@ -97,24 +86,11 @@ TEST(World, IntegerDepthsClampAndRoundTrip) {
     EXPECT_THROW(w.getPixel(16, 0, back.data()), std::out_of_range);
 }
 
-TEST(World, PixelFormatCodes) {
-    EXPECT_EQ(World(1, 1, 8).pixelFormat(), PF_PixelFormat_ARGB32);
-    EXPECT_EQ(World(1, 1, 16).pixelFormat(), PF_PixelFormat_ARGB64);
-    EXPECT_EQ(World(1, 1, 32).pixelFormat(), PF_PixelFormat_ARGB128);
-    EXPECT_EQ(World(1, 1, 8, true).pixelFormat(), PF_PixelFormat_ARGB32);
-    EXPECT_EQ(World(1, 1, 8, true).premierePixelFormat(), PrPixelFormat_BGRA_4444_8u);
-    // The codes are four characters in memory order.
-    EXPECT_EQ(PF_PixelFormat_ARGB32, 0x62677261);
-    EXPECT_EQ(PrPixelFormat_BGRA_4444_8u, 0x61726762);
-}
-
 TEST(World, MoveKeepsTheWorldValid) {
     World a(4, 4, 16);
-    const float c[4] = {0.25f, 0.5f, 0.75f, 1.0f};
-    a.fill(c[0], c[1], c[2], c[3]);
+    a.fill(0.25f, 0.5f, 0.75f, 1.0f);
     World b(std::move(a));
     EXPECT_TRUE(a.empty());
-    EXPECT_EQ(a.def()->data, nullptr);
     ASSERT_FALSE(b.empty());
     EXPECT_EQ(b.def()->reserved0, &b);
     float p[4];
