@@ -37,3 +37,20 @@ void vInitContext(EffectData* data)
     if (fx.settings.fast)
         (*data->defines)[glfxtext::defineFast()] = data->isPremiere ? "2" : "1";
 }
+
+bool releaseContext(EffectData* data, bool uninit)
+{
+    if (!data)
+        return false;
+    const bool held = data->glContext != nullptr;
+    if (held) {
+        if (uninit)
+            data->glContext->UninitGL(true);
+        data->glContext->gl.GlobalSetdown_GL();
+        delete data->glContext;
+        data->glContext = nullptr;
+    }
+    delete data->defines;
+    data->defines = nullptr;
+    return held;
+}

@@ -7,3 +7,9 @@
 // a live offscreen context, resets its per-layer bookkeeping and fills a new
 // definitions map. Compiles nothing.
 void vInitContext(EffectData* data);
+
+// The counterpart of vInitContext: deletes the programs and textures when
+// `uninit` is set, closes the offscreen context, deletes the AE_GL_Context and
+// the definitions map, and leaves both pointers null. Returns whether a
+// context was held. Layer and output buffers are not touched.
+bool releaseContext(EffectData* data, bool uninit);

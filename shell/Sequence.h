@@ -12,9 +12,8 @@ namespace glfxshell {
 // no data, or is known to be smaller than one record.
 EffectData* recordOf(const PF_InData* in_data, PF_Handle handle);
 
-// Releases what the record owns in this process: the GPU context (after
-// UninitGL(true) when `uninit` is set, then GlobalSetdown_GL and delete), the
-// defines, the layer and output buffers (malloc'ed, so freed with free()).
+// Releases what the record owns in this process: the GPU context and the
+// defines (releaseContext), the layer and output buffers (malloc'ed, so freed with free()).
 // Afterwards every pointer in the record is null and `rebuild` is set when a
 // context was released.
 void releaseInstance(EffectData* d, bool uninit);

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "gl/AE_GL_Context.h"
+#include "gl/InitContext.h"
 #include "glfx/strings.h"
 #include "sdk/AE_EffectCB.h"
 #include "shell/Global.h"
@@ -67,16 +68,8 @@ void releaseInstance(EffectData* d, bool uninit)
 {
     if (!d)
         return;
-    if (d->glContext) {
-        if (uninit)
-            d->glContext->UninitGL(true);
-        d->glContext->gl.GlobalSetdown_GL();
-        delete d->glContext;
-        d->glContext = nullptr;
+    if (releaseContext(d, uninit))
         d->rebuild = true;
-    }
-    delete d->defines;
-    d->defines = nullptr;
     for (int i = 0; i < glfxlimits::kMaxInputs; ++i) {
         if (d->layerBuffers[i]) {
             std::free(d->layerBuffers[i]);

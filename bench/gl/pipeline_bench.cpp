@@ -72,10 +72,7 @@ void BM_ProcessGL(benchmark::State& state)
         for (auto _ : state)
             benchmark::DoNotOptimize(d.glContext->ProcessGL(&d, GL_RGBA, GL_FLOAT));
     }
-    d.glContext->UninitGL(true);
-    d.glContext->gl.GlobalSetdown_GL();
-    delete d.glContext;
-    delete d.defines;
+    releaseContext(&d, true);
     std::free(d.outputBuffer);
 }
 

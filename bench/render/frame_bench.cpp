@@ -107,12 +107,7 @@ struct Instance {
     }
     ~Instance()
     {
-        if (d.glContext) {
-            d.glContext->UninitGL(true);
-            d.glContext->gl.GlobalSetdown_GL();
-            delete d.glContext;
-        }
-        delete d.defines;
+        releaseContext(&d, true);
         for (int i = 0; i < 2; ++i) std::free(d.layerBuffers[i]);
         std::free(d.outputBuffer);
     }

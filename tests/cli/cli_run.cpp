@@ -72,11 +72,11 @@ Pixels readPixels(const std::string& path)
     Pixels p;
     auto in = OIIO::ImageInput::open(path);
     if (!in) return p;
-    const OIIO::ImageSpec& spec = in->spec();
-    p.width = spec.width;
-    p.height = spec.height;
-    p.channels = spec.nchannels;
-    p.type = spec.format.c_str();
+    const OIIO::ImageSpec& info = in->spec();
+    p.width = info.width;
+    p.height = info.height;
+    p.channels = info.nchannels;
+    p.type = info.format.c_str();
     p.v.resize(static_cast<size_t>(p.width) * p.height * p.channels);
     // Straight values as stored: no alpha association on read.
     if (!in->read_image(0, 0, 0, p.channels, OIIO::TypeDesc::FLOAT, p.v.data())) p.v.clear();

@@ -57,12 +57,7 @@ public:
     }
     ~Instance()
     {
-        if (d.glContext) {
-            d.glContext->UninitGL(true);
-            d.glContext->gl.GlobalSetdown_GL();
-            delete d.glContext;
-        }
-        delete d.defines;
+        releaseContext(&d, true);
         std::free(d.outputBuffer);
     }
     Instance(const Instance&) = delete;

@@ -83,9 +83,10 @@ TEST(InitContext, NewContextBookkeepingAndDefinitions)
             want[fast] = c.fastValue;
         ASSERT_NE(d.defines, nullptr);
         EXPECT_EQ(*d.defines, want);
-        d.glContext->gl.GlobalSetdown_GL();
-        delete d.glContext;
-        delete d.defines;
+        EXPECT_TRUE(releaseContext(&d, false));
+        EXPECT_EQ(d.glContext, nullptr);
+        EXPECT_EQ(d.defines, nullptr);
+        EXPECT_FALSE(releaseContext(&d, false)) << "nothing held the second time";
     }
 }
 
