@@ -88,9 +88,9 @@ void writePixels(const std::string& path, int width, int height, const std::vect
 {
     auto out = OIIO::ImageOutput::create(path);
     ASSERT_TRUE(out) << path;
-    OIIO::ImageSpec spec(width, height, 4, OIIO::TypeDesc(type));
-    spec.alpha_channel = 3;
-    ASSERT_TRUE(out->open(path, spec)) << out->geterror();
+    OIIO::ImageSpec format(width, height, 4, OIIO::TypeDesc(type));
+    format.alpha_channel = 3;
+    ASSERT_TRUE(out->open(path, format)) << out->geterror();
     ASSERT_TRUE(out->write_image(OIIO::TypeDesc::FLOAT, rgba.data())) << out->geterror();
     ASSERT_TRUE(out->close());
 }
