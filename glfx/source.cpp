@@ -1,9 +1,8 @@
 #include "glfx/source.h"
 
+#include "glfx/cipher.h"
 #include "glfx/strings.h"
 #include "glfx/text.h"
-
-#include <cstring>
 
 std::string descriptionText(const char* embedded)
 {
@@ -13,8 +12,8 @@ std::string descriptionText(const char* embedded)
     const std::string marker = glfxtext::markerWord();
     if (!marker.empty() && text.compare(0, marker.size(), marker) == 0)
         return loadFile(GetUserPath() + glfxtext::userFileName());
-    static const char header[3] = {0x12, 0x14, 0x18};
-    if (text.size() >= 3 && std::memcmp(text.data(), header, 3) == 0) {
+    const std::string header = glfxcipher::header();
+    if (text.compare(0, header.size(), header) == 0) {
         std::string key = glfxtext::descriptionKey();
         return decrypt(text, key);
     }
