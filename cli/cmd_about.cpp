@@ -62,4 +62,4 @@ void addAboutCommand(CLI::App& app)
     });
 }
 
-}  // namespace glfxcli
+} // namespace glfxcli

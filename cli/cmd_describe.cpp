@@ -15,12 +15,12 @@ void addDescribeCommand(CLI::App& app)
 {
     auto effect = std::make_shared<std::string>();
     CLI::App* cmd = app.add_subcommand(
-        "describe",
-        "Print the parsed effect description (settings, parameters, routing, presets, "
-        "shader sources) and the host parameters the plug-in registers at parameter setup "
-        "(host_params) as one JSON object on standard output");
-    cmd->add_option("--effect", *effect,
-                    "Effect description file to describe (default: the built-in effect, deciphered from the plug-in)");
+        "describe", "Print the parsed effect description (settings, parameters, routing, presets, "
+                    "shader sources) and the host parameters the plug-in registers at parameter setup "
+                    "(host_params) as one JSON object on standard output");
+    cmd->add_option(
+        "--effect", *effect,
+        "Effect description file to describe (default: the built-in effect, deciphered from the plug-in)");
     auto host = std::make_shared<HostOptions>();
     addPluginOptions(cmd, *host);
     cmd->callback([effect, host]() {
@@ -38,4 +38,4 @@ void addDescribeCommand(CLI::App& app)
     });
 }
 
-}  // namespace glfxcli
+} // namespace glfxcli

@@ -27,7 +27,7 @@ struct RenderOptions {
     std::string size = "1920x1080";
     std::vector<std::string> sets;
     std::vector<std::string> layers;
-    int depth = 0;   // 0: from the input
+    int depth = 0; // 0: from the input
     double time = 0.0;
     std::string frames;
     double fps = 30.0;
@@ -48,7 +48,8 @@ void parseSize(const std::string& text, int& w, int& h)
         h = static_cast<int>(b);
     }
     if (!ok)
-        throw CommandError("--size '" + text + "': expected WIDTHxHEIGHT, each 1.." + std::to_string(kMaxSide));
+        throw CommandError("--size '" + text + "': expected WIDTHxHEIGHT, each 1.." +
+                           std::to_string(kMaxSide));
 }
 
 void parseFrames(const std::string& text, long& first, long& last)
@@ -110,7 +111,8 @@ void prepareSession(glfxhost::Session& session, const cglfx& fx, int width, int 
     for (const LayerImage& l : layers) {
         const int hostIndex = findParam(session, fx, l.name);
         if (session.added()[hostIndex - 1].def.param_type != PF_Param_LAYER)
-            throw CommandError("--layer " + l.name + ": parameter '" + l.name + "' is not a layer (use --set)");
+            throw CommandError("--layer " + l.name + ": parameter '" + l.name +
+                               "' is not a layer (use --set)");
         std::unique_ptr<glfxhost::World> world;
         if (tinyLayers) {
             world = std::make_unique<glfxhost::World>(8, 8, depth, bgra);
@@ -193,7 +195,8 @@ void runRender(const RenderOptions& o, bool depthGiven)
     if (range) {
         parseFrames(o.frames, first, last);
         if (!pattern && last > first)
-            throw CommandError("--frames " + o.frames + " needs an output pattern with '#' for the frame number, "
+            throw CommandError("--frames " + o.frames +
+                               " needs an output pattern with '#' for the frame number, "
                                "e.g. out.####.png");
     } else {
         first = last = std::lround(o.time * o.fps);
@@ -247,7 +250,8 @@ void runRender(const RenderOptions& o, bool depthGiven)
     glfxhost::Session session(*plugin, hostMode(o.host));
     session.setFrameRate(o.fps);
     std::vector<std::unique_ptr<glfxhost::World>> layerWorlds;
-    prepareSession(session, *fx, input.width, input.height, depth, premiere, layers, sets, layerWorlds, false);
+    prepareSession(session, *fx, input.width, input.height, depth, premiere, layers, sets, layerWorlds,
+                   false);
 
     glfxhost::World in(input.width, input.height, depth, premiere);
     in.fromRGBA(input.rgba);
@@ -271,13 +275,14 @@ void runRender(const RenderOptions& o, bool depthGiven)
     }
 }
 
-}  // namespace
+} // namespace
 
 void addRenderCommand(CLI::App& app)
 {
     auto o = std::make_shared<RenderOptions>();
     CLI::App* cmd = app.add_subcommand(
-        "render", "Render one frame, or a frame range, of the effect through the plug-in and the reference host");
+        "render",
+        "Render one frame, or a frame range, of the effect through the plug-in and the reference host");
     cmd->footer(
         "Without INPUT a generated test pattern is rendered: colour bars, a grey ramp, a hue sweep, skin "
         "tones, fine detail and bright highlights.\n"
@@ -288,8 +293,8 @@ void addRenderCommand(CLI::App& app)
         "Each file is written under a temporary name in its directory and renamed when complete, so a "
         "failure leaves no output. Errors print one line on stderr and exit with a non-zero status.");
     addHostOptions(cmd, o->host);
-    CLI::Option* input = cmd->add_option("INPUT", o->input,
-                                         "Input image (any format OpenImageIO reads); default: the test pattern");
+    CLI::Option* input = cmd->add_option(
+        "INPUT", o->input, "Input image (any format OpenImageIO reads); default: the test pattern");
     cmd->add_option("-o,--output", o->output,
                     "Output image; its extension picks the format. For --frames, a run of '#' is replaced "
                     "by the frame number, zero-padded to the run's length (out.####.png)")
@@ -302,7 +307,8 @@ void addRenderCommand(CLI::App& app)
                     "effect panel (supervised parameters then get the user-changed command, so presets and "
                     "group switches apply). Repeatable; applied in order. VALUE: a number inside the "
                     "slider's valid range; r,g,b in 0..1 for colours; x,y in layer pixels for points; "
-                    "true/false (or 1/0, on/off, yes/no) for checkboxes; the item's text for popups; degrees for angles")
+                    "true/false (or 1/0, on/off, yes/no) for checkboxes; the item's text for popups; degrees "
+                    "for angles")
         ->take_all();
     cmd->add_option("--layer", o->layers,
                     "NAME=FILE: give the layer parameter whose uniform is NAME this image (repeatable)")
@@ -313,14 +319,18 @@ void addRenderCommand(CLI::App& app)
         "(8-bit -> 8, 16-bit and other integers -> 16, half and float -> 32); 8 for the test pattern "
         "(whose highlights go above 1.0 at --depth 32); always 8 with --host premiere");
     depth->check(CLI::IsMember({8, 16, 32}));
-    CLI::Option* time = cmd->add_option("--time", o->time, "Time of a single frame, in seconds (a '#' run in the output gets its frame number, time × fps rounded)")
+    CLI::Option* time = cmd->add_option("--time", o->time,
+                                        "Time of a single frame, in seconds (a '#' run in the output gets "
+                                        "its frame number, time × fps rounded)")
                             ->capture_default_str();
-    CLI::Option* frames = cmd->add_option(
-        "--frames", o->frames, "Frame range FIRST-LAST (or one frame N); frame f is rendered at f / fps seconds");
+    CLI::Option* frames =
+        cmd->add_option("--frames", o->frames,
+                        "Frame range FIRST-LAST (or one frame N); frame f is rendered at f / fps seconds");
     frames->excludes(time);
     cmd->add_option("--fps", o->fps, "Frames a second, for --frames and --time")->capture_default_str();
-    cmd->add_flag("-q,--quiet", o->quiet, "No progress bar (it is shown for ranges when stderr is a terminal)");
+    cmd->add_flag("-q,--quiet", o->quiet,
+                  "No progress bar (it is shown for ranges when stderr is a terminal)");
     cmd->callback([o, depth]() { runRender(*o, depth->count() > 0); });
 }
 
-}  // namespace glfxcli
+} // namespace glfxcli

@@ -28,4 +28,4 @@ void addAboutCommand(CLI::App& app);
 // The C++ source `glfx pack` writes for a plain description text.
 std::string packSource(const std::string& plain, const std::string& input);
 
-}  // namespace glfxcli
+} // namespace glfxcli

@@ -9,11 +9,11 @@ namespace {
 json settingsJson(const glfxsettings& s)
 {
     return json{
-        {"name", s.name},       {"description", s.description}, {"category", s.category},
-        {"matchname", s.matchname}, {"version", s.version},     {"interp", s.interp},
-        {"repeat", s.repeat},   {"params", s.params},           {"cellsx", s.cellsx},
-        {"cellsy", s.cellsy},   {"layers", s.layerCount},       {"fast", s.fast},
-        {"shaders", s.shaders}, {"noinput", s.noinput},
+        {"name", s.name},           {"description", s.description}, {"category", s.category},
+        {"matchname", s.matchname}, {"version", s.version},         {"interp", s.interp},
+        {"repeat", s.repeat},       {"params", s.params},           {"cellsx", s.cellsx},
+        {"cellsy", s.cellsy},       {"layers", s.layerCount},       {"fast", s.fast},
+        {"shaders", s.shaders},     {"noinput", s.noinput},
     };
 }
 
@@ -37,7 +37,7 @@ json paramJson(const glfxpar& p, int index)
     };
 }
 
-}  // namespace
+} // namespace
 
 json describeDescription(const cglfx& fx)
 {
@@ -64,8 +64,8 @@ json describeDescription(const cglfx& fx)
     for (const auto& [key, preset] : s.presets) {
         json values = json::array();
         for (const auto& [target, def] : preset.values)
-            values.push_back(json{{"param", target},
-                                  {"value", {double(def.v[0]), double(def.v[1]), double(def.v[2])}}});
+            values.push_back(
+                json{{"param", target}, {"value", {double(def.v[0]), double(def.v[1]), double(def.v[2])}}});
         presets.push_back(json{{"param", key.first}, {"number", key.second}, {"values", values}});
     }
     out["presets"] = presets;

@@ -51,7 +51,8 @@ std::unique_ptr<glfxhost::Plugin> openPlugin(const HostOptions& opts)
     if (!opts.effect.empty()) {
         std::string text = readTextFile(opts.effect);
         if (text.find('\0') != std::string::npos)
-            throw CommandError("effect file '" + opts.effect + "' holds a zero byte; it is not a description");
+            throw CommandError("effect file '" + opts.effect +
+                               "' holds a zero byte; it is not a description");
         try {
             plugin->setEffectText(std::move(text));
         } catch (const std::exception& e) {
@@ -103,4 +104,4 @@ std::string commandFailure(const glfxhost::Session& session, const std::string& 
     return msg;
 }
 
-}  // namespace glfxcli
+} // namespace glfxcli

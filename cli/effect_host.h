@@ -16,9 +16,9 @@ class App;
 namespace glfxcli {
 
 struct HostOptions {
-    std::string plugin;   // --plugin PATH; empty: glfxplugin.so beside glfx
-    std::string effect;   // --effect FILE; empty: the plug-in's built-in effect
-    std::string host = "ae";  // --host ae|premiere
+    std::string plugin;      // --plugin PATH; empty: glfxplugin.so beside glfx
+    std::string effect;      // --effect FILE; empty: the plug-in's built-in effect
+    std::string host = "ae"; // --host ae|premiere
 };
 
 // Adds --effect and --plugin (and --host when `withHost`) to a subcommand.
@@ -49,4 +49,4 @@ std::string errorName(PF_Err err);
 // message when it left one.
 std::string commandFailure(const glfxhost::Session& session, const std::string& what, PF_Err err);
 
-}  // namespace glfxcli
+} // namespace glfxcli

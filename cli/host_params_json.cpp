@@ -31,7 +31,7 @@ DescribeJson pixel(const PF_Pixel& p)
     return {{"alpha", p.alpha}, {"red", p.red}, {"green", p.green}, {"blue", p.blue}};
 }
 
-}  // namespace
+} // namespace
 
 DescribeJson hostParamsJson(const glfxhost::Session& session, const cglfx& fx,
                             std::vector<std::string>& warnings)
@@ -87,11 +87,8 @@ DescribeJson hostParamsJson(const glfxhost::Session& session, const cglfx& fx,
             j["y_dephault"] = d.u.td.y_dephault;
             j["restrict_bounds"] = d.u.td.restrict_bounds;
             break;
-        case PF_Param_LAYER:
-            j["dephault"] = d.u.ld.dephault;
-            break;
-        default:
-            break;
+        case PF_Param_LAYER: j["dephault"] = d.u.ld.dephault; break;
+        default: break;
         }
         // The host keeps 31 characters of a name; a longer display name
         // arrives cut.
@@ -143,10 +140,9 @@ void addPluginOptions(CLI::App* cmd, HostOptions& opts)
     cmd->add_option("--plugin", opts.plugin,
                     "Plug-in library that registers host_params (default: glfxplugin.so beside the glfx "
                     "executable; when that is missing, host_params is null)");
-    cmd->add_option("--host", opts.host,
-                    "Host whose parameter setup fills host_params: ae or premiere")
+    cmd->add_option("--host", opts.host, "Host whose parameter setup fills host_params: ae or premiere")
         ->check(CLI::IsMember({"ae", "premiere"}))
         ->capture_default_str();
 }
 
-}  // namespace glfxcli
+} // namespace glfxcli

@@ -26,4 +26,4 @@ void addHostParams(DescribeJson& json, const HostOptions& opts);
 // Adds --plugin and --host to a subcommand that has its own --effect.
 void addPluginOptions(CLI::App* cmd, HostOptions& opts);
 
-}  // namespace glfxcli
+} // namespace glfxcli

@@ -96,7 +96,7 @@ Plan plan(const std::string& path, int depth)
     if (depth == 32 && holdsFloat(name))
         p.type = OIIO::TypeDesc::FLOAT;
     else if (depth >= 16 && name == "openexr")
-        p.type = OIIO::TypeDesc::FLOAT;   // 16-bit host values need more than half's 11 bits
+        p.type = OIIO::TypeDesc::FLOAT; // 16-bit host values need more than half's 11 bits
     else if (depth >= 16 && holds16(name))
         p.type = OIIO::TypeDesc::UINT16;
     else
@@ -113,7 +113,7 @@ std::string directoryOf(const std::string& path)
     return slash == 0 ? "/" : path.substr(0, slash);
 }
 
-}  // namespace
+} // namespace
 
 OutputFormat checkOutput(const std::string& path, int depth)
 {
@@ -165,4 +165,4 @@ void writeImage(const std::string& path, int width, int height, const std::vecto
         fail(std::strerror(errno));
 }
 
-}  // namespace glfxcli
+} // namespace glfxcli

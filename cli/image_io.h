@@ -11,8 +11,8 @@ namespace glfxcli {
 struct Image {
     int width = 0;
     int height = 0;
-    std::vector<float> rgba;   // packed RGBA, top row first, 0..1 (floats may exceed)
-    int depth = 8;             // host depth matching the file: 8, 16 or 32 (half/float)
+    std::vector<float> rgba; // packed RGBA, top row first, 0..1 (floats may exceed)
+    int depth = 8;           // host depth matching the file: 8, 16 or 32 (half/float)
 };
 
 // Reads the first subimage. Grey images are spread to red, green and blue;
@@ -21,9 +21,9 @@ Image readImage(const std::string& path);
 
 // What writeImage stores for a host depth in a given format.
 struct OutputFormat {
-    std::string formatName;    // OpenImageIO's format name ("png", "openexr", ...)
-    std::string typeName;      // pixel type written ("uint8", "uint16", "half", "float")
-    bool alpha = true;         // whether the format keeps the alpha channel
+    std::string formatName; // OpenImageIO's format name ("png", "openexr", ...)
+    std::string typeName;   // pixel type written ("uint8", "uint16", "half", "float")
+    bool alpha = true;      // whether the format keeps the alpha channel
 };
 
 // Checks that `path` names a format OpenImageIO can write and a directory
@@ -38,4 +38,4 @@ OutputFormat checkOutput(const std::string& path, int depth);
 // CommandError.
 void writeImage(const std::string& path, int width, int height, const std::vector<float>& rgba, int depth);
 
-}  // namespace glfxcli
+} // namespace glfxcli

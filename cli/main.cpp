@@ -23,7 +23,7 @@ std::string readTextFile(const std::string& path)
     return text.str();
 }
 
-}  // namespace glfxcli
+} // namespace glfxcli
 
 int main(int argc, char** argv)
 {

@@ -46,7 +46,8 @@ bool readNumbers(const std::string& text, size_t count, std::vector<double>& out
     while (true) {
         const size_t comma = text.find(',', start);
         double v;
-        if (!readNumber(text.substr(start, comma == std::string::npos ? std::string::npos : comma - start), v))
+        if (!readNumber(text.substr(start, comma == std::string::npos ? std::string::npos : comma - start),
+                        v))
             return false;
         out.push_back(v);
         if (comma == std::string::npos)
@@ -63,7 +64,7 @@ std::string formatNumber(double v)
     return buf;
 }
 
-}  // namespace
+} // namespace
 
 Assignment splitAssignment(const std::string& arg, const std::string& option)
 {
@@ -146,7 +147,7 @@ void applyValue(glfxhost::Session& session, int hostIndex, const std::string& na
                 chosen = i + 1;
                 break;
             }
-        if (chosen == 0) {   // no exact match: a unique match ignoring case and blanks
+        if (chosen == 0) { // no exact match: a unique match ignoring case and blanks
             for (int i = 0; i < count && i < static_cast<int>(items.size()); ++i)
                 if (lower(trim(items[i])) == lower(trim(text))) {
                     if (chosen != 0)
@@ -188,7 +189,8 @@ void applyValue(glfxhost::Session& session, int hostIndex, const std::string& na
         session.setPoint(hostIndex, v[0], v[1]);
         break;
     case PF_Param_LAYER:
-        throw CommandError("parameter '" + name + "' is a layer: give it an image with --layer " + name + "=FILE");
+        throw CommandError("parameter '" + name + "' is a layer: give it an image with --layer " + name +
+                           "=FILE");
     default:
         throw CommandError("parameter '" + name + "' (" + glfxhost::paramTypeName(def.param_type) +
                            ") takes no value");
@@ -200,4 +202,4 @@ void applyValue(glfxhost::Session& session, int hostIndex, const std::string& na
     }
 }
 
-}  // namespace glfxcli
+} // namespace glfxcli

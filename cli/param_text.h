@@ -35,4 +35,4 @@ void applyValue(glfxhost::Session& session, int hostIndex, const std::string& na
 // The popup item texts of a "|"-separated list as the host shows them.
 std::vector<std::string> popupItems(const std::string& names);
 
-}  // namespace glfxcli
+} // namespace glfxcli

@@ -11,7 +11,7 @@ struct RGB {
     float r, g, b;
 };
 
-RGB hue(float h)   // h in 0..1, full saturation and value
+RGB hue(float h) // h in 0..1, full saturation and value
 {
     const float x = h * 6.0f;
     auto ch = [&](float offset) {
@@ -21,7 +21,7 @@ RGB hue(float h)   // h in 0..1, full saturation and value
     return {ch(5.0f), ch(3.0f), ch(1.0f)};
 }
 
-}  // namespace
+} // namespace
 
 std::vector<float> testPattern(int width, int height, bool overbright)
 {
@@ -94,9 +94,9 @@ std::vector<float> testPattern(int width, int height, bool overbright)
                 const float radius = 1.0f + float((gx * 3 + gy * 5) % 4) * cell / 16.0f;
                 const float d = std::sqrt(ox * ox + oy * oy);
                 if (d <= radius) {
-                    const RGB tint = (gx + gy) % 3 == 0 ? RGB{1.0f, 0.85f, 0.6f}
-                                                         : (gx + gy) % 3 == 1 ? RGB{0.7f, 0.85f, 1.0f}
-                                                                              : RGB{1.0f, 1.0f, 1.0f};
+                    const RGB tint = (gx + gy) % 3 == 0   ? RGB{1.0f, 0.85f, 0.6f}
+                                     : (gx + gy) % 3 == 1 ? RGB{0.7f, 0.85f, 1.0f}
+                                                          : RGB{1.0f, 1.0f, 1.0f};
                     c = {tint.r * peak, tint.g * peak, tint.b * peak};
                 }
             }
@@ -110,4 +110,4 @@ std::vector<float> testPattern(int width, int height, bool overbright)
     return px;
 }
 
-}  // namespace glfxcli
+} // namespace glfxcli

@@ -13,4 +13,4 @@ namespace glfxcli {
 // the highlights go above 1 (for float worlds). Alpha is 1 everywhere.
 std::vector<float> testPattern(int width, int height, bool overbright);
 
-}  // namespace glfxcli
+} // namespace glfxcli

@@ -18,7 +18,7 @@ int passCount(const cglfx* fx)
     return fx ? std::clamp(fx->settings.shaders, 0, glfxlimits::kMaxPasses) : 0;
 }
 
-}  // namespace
+} // namespace
 
 void shaderAttach(GLuint program, GLenum type, std::string source, std::string& log)
 {
@@ -71,7 +71,7 @@ int AE_GL_Context::InitGL(std::string preamble, bool createTextures)
     if (initialised)
         UninitGL(createTextures);
     else if (createTextures && holdsTextures())
-        UninitGL(true);  // names kept by a build that stopped early
+        UninitGL(true); // names kept by a build that stopped early
     log.clear();
     ok = true;
 
@@ -169,8 +169,7 @@ void AE_GL_Context::UninitGL(bool deleteTextures)
                     glDeleteTextures(1, &spareTexture);
                 }
             }
-        } catch (...) {
-        }
+        } catch (...) {}
     }
     // Without a live context the names died with it.
     std::fill(std::begin(shaders), std::end(shaders), 0u);

@@ -2,7 +2,4 @@
 
 cglfx _glfx;
 
-cglfx& glfxDescription()
-{
-    return _glfx;
-}
+cglfx& glfxDescription() { return _glfx; }

@@ -7,15 +7,12 @@ namespace {
 
 // Extensions the passes rely on, checked in this order.
 const char* const kRequiredExtensions[] = {
-    "GL_ARB_color_buffer_float", "GL_ARB_texture_float",   "GL_ARB_vertex_program",
-    "GL_ARB_vertex_shader",      "GL_ARB_texture_cube_map", "GL_ARB_fragment_shader",
+    "GL_ARB_color_buffer_float", "GL_ARB_texture_float",      "GL_ARB_vertex_program",
+    "GL_ARB_vertex_shader",      "GL_ARB_texture_cube_map",   "GL_ARB_fragment_shader",
     "GL_ARB_draw_buffers",       "GL_ARB_framebuffer_object",
 };
 
-bool listed(const char* name, const char* list)
-{
-    return list && glExtensionListed(name, list);
-}
+bool listed(const char* name, const char* list) { return list && glExtensionListed(name, list); }
 
 // A display we can use: initialises it and checks that it offers desktop
 // OpenGL and contexts without surfaces. Leaves it initialised on success.
@@ -45,8 +42,8 @@ EGLDisplay platformDisplay(EGLenum platform, void* native)
     const char* client = eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS);
     if (!listed("EGL_EXT_platform_base", client))
         return EGL_NO_DISPLAY;
-    auto getDisplay = reinterpret_cast<PFNEGLGETPLATFORMDISPLAYEXTPROC>(
-        eglGetProcAddress("eglGetPlatformDisplayEXT"));
+    auto getDisplay =
+        reinterpret_cast<PFNEGLGETPLATFORMDISPLAYEXTPROC>(eglGetProcAddress("eglGetPlatformDisplayEXT"));
     return getDisplay ? getDisplay(platform, native, nullptr) : EGL_NO_DISPLAY;
 }
 
@@ -86,15 +83,15 @@ EGLContext createContext(EGLDisplay dpy)
     }
     // The passes use quads, matrices and the built-in vertex attributes, so
     // the context must be a compatibility profile.
-    const EGLint compat[] = {EGL_CONTEXT_OPENGL_PROFILE_MASK,
-                             EGL_CONTEXT_OPENGL_COMPATIBILITY_PROFILE_BIT, EGL_NONE};
+    const EGLint compat[] = {EGL_CONTEXT_OPENGL_PROFILE_MASK, EGL_CONTEXT_OPENGL_COMPATIBILITY_PROFILE_BIT,
+                             EGL_NONE};
     EGLContext ctx = eglCreateContext(dpy, config, EGL_NO_CONTEXT, compat);
-    if (ctx == EGL_NO_CONTEXT)  // EGL 1.4 without profile attributes: the default is compatibility
+    if (ctx == EGL_NO_CONTEXT) // EGL 1.4 without profile attributes: the default is compatibility
         ctx = eglCreateContext(dpy, config, EGL_NO_CONTEXT, nullptr);
     return ctx;
 }
 
-}  // namespace
+} // namespace
 
 bool glExtensionListed(const char* name, const char* extensions)
 {
@@ -203,8 +200,7 @@ bool GlobalGLContext::SetPluginContext()
     savedRead = eglGetCurrentSurface(EGL_READ);
     if (!HaveOpenGL())
         return false;
-    if (eglBindAPI(EGL_OPENGL_API) &&
-        eglMakeCurrent(display, EGL_NO_SURFACE, EGL_NO_SURFACE, context))
+    if (eglBindAPI(EGL_OPENGL_API) && eglMakeCurrent(display, EGL_NO_SURFACE, EGL_NO_SURFACE, context))
         return true;
     SetAEContext();
     return false;

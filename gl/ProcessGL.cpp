@@ -73,7 +73,7 @@ void setParameterUniforms(GLuint program, const cglfx& fx, const float (*values)
     }
 }
 
-}  // namespace
+} // namespace
 
 bool AE_GL_Context::ProcessGL(EffectData* data, int format, int type)
 {

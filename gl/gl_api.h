@@ -3,5 +3,5 @@
 // this header instead of any system GL header (mixing them breaks epoxy).
 #pragma once
 
-#include <epoxy/gl.h>
 #include <epoxy/egl.h>
+#include <epoxy/gl.h>

@@ -8,12 +8,12 @@
 #include <vector>
 
 namespace glfxlimits {
-constexpr int kMaxParams = 128;   // parameter table size (index 0 = input layer)
-constexpr int kMaxPasses = 32;    // fragment passes
-constexpr int kMaxInputs = 32;    // texture inputs of one pass / layer inputs
-constexpr int kRouteNone = 999;   // routing entry: nothing routed
-constexpr int kMaxNameLength = 31;  // effect name and host parameter name length
-}  // namespace glfxlimits
+constexpr int kMaxParams = 128;    // parameter table size (index 0 = input layer)
+constexpr int kMaxPasses = 32;     // fragment passes
+constexpr int kMaxInputs = 32;     // texture inputs of one pass / layer inputs
+constexpr int kRouteNone = 999;    // routing entry: nothing routed
+constexpr int kMaxNameLength = 31; // effect name and host parameter name length
+} // namespace glfxlimits
 
 // Parameter type codes, as stored in glfxpar::type.
 enum glfxType {
@@ -45,19 +45,19 @@ class glfxpar {
 public:
     virtual ~glfxpar() = default;
 
-    int components = 0;        // float components of the shader value
-    int type = GLFX_INT;       // glfxType code
-    int visibility = 0;        // 0 visible, 1 disabled, 2 hidden
-    std::string name;          // display name
-    std::string names[4];      // alternative display names 1..4
-    std::string uniform;       // shader uniform name
-    float def[3] = {0.f, 0.f, 0.f};       // default components
+    int components = 0;             // float components of the shader value
+    int type = GLFX_INT;            // glfxType code
+    int visibility = 0;             // 0 visible, 1 disabled, 2 hidden
+    std::string name;               // display name
+    std::string names[4];           // alternative display names 1..4
+    std::string uniform;            // shader uniform name
+    float def[3] = {0.f, 0.f, 0.f}; // default components
     float min = 0.f;
     float max = 0.f;
-    std::string itemtext;      // raw "|"-separated item text
-    float coldef[4] = {0.f, 0.f, 0.f, 0.f};  // (def0, def1, def2, def0)
-    int group[5] = {0, 0, 0, 0, 0};  // group numbers; group[0] < 0: group switch
-    std::vector<std::string> items;  // popup items
+    std::string itemtext;                   // raw "|"-separated item text
+    float coldef[4] = {0.f, 0.f, 0.f, 0.f}; // (def0, def1, def2, def0)
+    int group[5] = {0, 0, 0, 0, 0};         // group numbers; group[0] < 0: group switch
+    std::vector<std::string> items;         // popup items
     int flags = 0;
 };
 
@@ -102,8 +102,8 @@ public:
     // Source of pass i, or an empty string when the pass list is shorter.
     const std::string& passSource(int i) const;
 
-    std::vector<std::string> shaders;  // fragment source of pass 0..31
-    std::string vertex;                // vertex shader source
+    std::vector<std::string> shaders; // fragment source of pass 0..31
+    std::string vertex;               // vertex shader source
     glfxpar par[glfxlimits::kMaxParams];
     glfxsettings settings;
 };

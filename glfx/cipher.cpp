@@ -4,10 +4,7 @@
 
 namespace glfxcipher {
 
-std::string header()
-{
-    return std::string("\x12\x14\x18", kHeaderSize);
-}
+std::string header() { return std::string("\x12\x14\x18", kHeaderSize); }
 
 std::string endMarker()
 {
@@ -16,20 +13,17 @@ std::string endMarker()
     return std::string("\x1d\x03\x1e\x07\x1c\x01", 6);
 }
 
-std::string fallbackKey()
-{
-    return std::string(1, 'Q');
-}
+std::string fallbackKey() { return std::string(1, 'Q'); }
 
-}  // namespace glfxcipher
+} // namespace glfxcipher
 
 std::string encrypt(const std::string& plain, std::string& key)
 {
     if (key.empty())
         key = glfxcipher::fallbackKey();
     if (plain.find('\0') != std::string::npos)
-        throw std::invalid_argument("the text contains a zero byte at offset "
-                                    + std::to_string(plain.find('\0')));
+        throw std::invalid_argument("the text contains a zero byte at offset " +
+                                    std::to_string(plain.find('\0')));
     std::string out = glfxcipher::header();
     out.reserve(plain.size() + glfxcipher::kHeaderSize + 8);
     for (std::size_t i = 0; i < plain.size(); ++i) {

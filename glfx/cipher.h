@@ -24,12 +24,12 @@ std::string fallbackKey();
 inline std::uint8_t mask(const std::string& key, std::size_t i)
 {
     const std::int8_t k = static_cast<std::int8_t>(key[i % key.size()]);
-    const std::uint32_t sum = static_cast<std::uint32_t>(static_cast<std::int32_t>(k))
-                              + static_cast<std::uint32_t>(i);
+    const std::uint32_t sum =
+        static_cast<std::uint32_t>(static_cast<std::int32_t>(k)) + static_cast<std::uint32_t>(i);
     return static_cast<std::uint8_t>(sum % 255u);
 }
 
-}  // namespace glfxcipher
+} // namespace glfxcipher
 
 // Enciphers a plain description so that decrypt(encrypt(p, k), k) == p.
 // An empty key is replaced by the fallback key, as decrypt does. Throws

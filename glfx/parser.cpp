@@ -22,20 +22,14 @@ using glfxlimits::kMaxPasses;
 // exhaust memory.
 constexpr std::size_t kMaxExpandedSize = std::size_t(16) << 20;
 
-bool startsWith(const std::string& s, const char* prefix)
-{
-    return s.rfind(prefix, 0) == 0;
-}
+bool startsWith(const std::string& s, const char* prefix) { return s.rfind(prefix, 0) == 0; }
 
 int atoiFrom(const std::string& s, std::size_t pos)
 {
     return pos < s.size() ? std::atoi(s.c_str() + pos) : 0;
 }
 
-float atofOf(const std::string& s)
-{
-    return static_cast<float>(std::atof(s.c_str()));
-}
+float atofOf(const std::string& s) { return static_cast<float>(std::atof(s.c_str())); }
 
 // "a|b|c" -> 3 values; "a|b" -> (a, b, b); "a" -> (a, a, a).
 void splitValues(const std::string& value, float out[3])
@@ -138,8 +132,8 @@ private:
     cglfx& fx_;
     glfxsettings& set_;
     std::string section_;
-    int current_ = -1;        // current parameter index
-    int presetPar_ = -1;      // controlling parameter of the current preset
+    int current_ = -1;   // current parameter index
+    int presetPar_ = -1; // controlling parameter of the current preset
     int presetNumber_ = -1;
 };
 
@@ -180,7 +174,7 @@ void Parser::header(const std::string& name)
         const std::string rest = name.substr(7);
         const std::size_t underscore = rest.find('_');
         if (underscore == std::string::npos)
-            return;  // lines keep going to the previous preset
+            return; // lines keep going to the previous preset
         presetPar_ = findUniform(rest.substr(0, underscore));
         presetNumber_ = atoiFrom(rest, underscore + 1);
     }
@@ -265,11 +259,21 @@ void Parser::paramKey(const std::string& key, const std::string& value)
         }
     } else if (key == "type") {
         p.components = 1;
-        static const struct { const char* word; int code; } kTypes[] = {
-            {"float", GLFX_FLOAT},   {"int", GLFX_INT},     {"none", GLFX_NONE},
-            {"check", GLFX_CHECK},   {"popup", GLFX_POPUP}, {"layer", GLFX_LAYER},
-            {"color", GLFX_COLOR},   {"angle", GLFX_ANGLE}, {"point", GLFX_POINT},
-            {"float2", GLFX_FLOAT2}, {"topic_start", GLFX_TOPIC_START},
+        static const struct {
+            const char* word;
+            int code;
+        } kTypes[] = {
+            {"float", GLFX_FLOAT},
+            {"int", GLFX_INT},
+            {"none", GLFX_NONE},
+            {"check", GLFX_CHECK},
+            {"popup", GLFX_POPUP},
+            {"layer", GLFX_LAYER},
+            {"color", GLFX_COLOR},
+            {"angle", GLFX_ANGLE},
+            {"point", GLFX_POINT},
+            {"float2", GLFX_FLOAT2},
+            {"topic_start", GLFX_TOPIC_START},
             {"topic_end", GLFX_TOPIC_END},
         };
         for (const auto& t : kTypes)
@@ -409,7 +413,7 @@ void Parser::finish()
     }
 }
 
-}  // namespace
+} // namespace
 
 void cglfx::parse(std::string& text)
 {

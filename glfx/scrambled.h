@@ -17,7 +17,7 @@ namespace glfxscramble {
 template <std::size_t N>
 struct Scrambled {
     char data[N + 1] = {};
-    static constexpr std::size_t size() { return N; }  // marker + text
+    static constexpr std::size_t size() { return N; } // marker + text
     std::string str() const { return std::string(data, N); }
 };
 
@@ -66,10 +66,10 @@ constexpr bool roundTrips(const Scrambled<N>& s, const char (&plain)[N])
     return true;
 }
 
-}  // namespace glfxscramble
+} // namespace glfxscramble
 
 // Defines a stored scrambled text `name` from a plain literal and checks at
 // compile time that it unscrambles back to the literal.
-#define GLFX_SCRAMBLED(name, literal)                                             \
-    static constexpr auto name = ::glfxscramble::scramble(literal);              \
+#define GLFX_SCRAMBLED(name, literal)                                                                        \
+    static constexpr auto name = ::glfxscramble::scramble(literal);                                          \
     static_assert(::glfxscramble::roundTrips(name, literal), "scrambler broken")

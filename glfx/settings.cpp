@@ -5,7 +5,7 @@ void glfxsettings::init()
     for (auto& row : routing)
         for (int& entry : row)
             entry = glfxlimits::kRouteNone;
-    routing[0][0] = -1;  // pass 0, input 0: the effect's input layer
+    routing[0][0] = -1; // pass 0, input 0: the effect's input layer
     interp = 1;
     params = 0;
     cellsx = 1;

@@ -29,4 +29,4 @@ std::string outOfMemoryMessage();
 // The key the built-in description is enciphered with.
 std::string descriptionKey();
 
-}  // namespace glfxtext
+} // namespace glfxtext

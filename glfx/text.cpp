@@ -88,9 +88,9 @@ std::string loadFile(const std::string& path)
                 std::vector<char> buffer(static_cast<std::size_t>(size) + 1, '\0');
                 const std::size_t got = std::fread(buffer.data(), 1, static_cast<std::size_t>(size), file);
                 buffer[got] = '\0';
-                result = buffer.data();  // stops at the first zero byte
+                result = buffer.data(); // stops at the first zero byte
             } catch (const std::exception&) {
-                result.clear();  // too large to hold: as unreadable
+                result.clear(); // too large to hold: as unreadable
             }
         }
     }

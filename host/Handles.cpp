@@ -11,7 +11,8 @@ namespace glfxhost {
 
 namespace {
 
-std::mutex& regMutex() {
+std::mutex& regMutex()
+{
     static std::mutex m;
     return m;
 }
@@ -25,19 +26,22 @@ struct HandleBlock {
     int locks;
 };
 
-std::set<HandleBlock*>& handles() {
+std::set<HandleBlock*>& handles()
+{
     static std::set<HandleBlock*> s;
     return s;
 }
 
-std::set<const Session*>& sessions() {
+std::set<const Session*>& sessions()
+{
     static std::set<const Session*> s;
     return s;
 }
 
 thread_local Session* tCurrent = nullptr;
 
-HandleBlock* findHandle(PF_Handle h) {
+HandleBlock* findHandle(PF_Handle h)
+{
     auto* b = reinterpret_cast<HandleBlock*>(h);
     std::lock_guard<std::mutex> g(regMutex());
     return handles().count(b) ? b : nullptr;
@@ -46,32 +50,38 @@ HandleBlock* findHandle(PF_Handle h) {
 // Small allocations still get a real block, so that *handle is never null.
 void* allocData(A_u_longlong size) { return std::malloc(size ? static_cast<size_t>(size) : 1); }
 
-}  // namespace
+} // namespace
 
 Session* currentSession() { return tCurrent; }
 
 CurrentSessionScope::CurrentSessionScope(Session* s) : previous_(tCurrent) { tCurrent = s; }
 CurrentSessionScope::~CurrentSessionScope() { tCurrent = previous_; }
 
-bool isLiveSession(const void* s) {
+bool isLiveSession(const void* s)
+{
     std::lock_guard<std::mutex> g(regMutex());
     return sessions().count(static_cast<const Session*>(s)) != 0;
 }
-void registerSession(Session* s) {
+void registerSession(Session* s)
+{
     std::lock_guard<std::mutex> g(regMutex());
     sessions().insert(s);
 }
-void unregisterSession(Session* s) {
+void unregisterSession(Session* s)
+{
     std::lock_guard<std::mutex> g(regMutex());
     sessions().erase(s);
 }
 
 // ---- effect handles --------------------------------------------------------
 
-PF_Handle newHandle(A_u_longlong size, Session* owner) {
-    if (size > (A_u_longlong(1) << 40)) return nullptr;
+PF_Handle newHandle(A_u_longlong size, Session* owner)
+{
+    if (size > (A_u_longlong(1) << 40))
+        return nullptr;
     void* data = allocData(size);
-    if (!data) return nullptr;
+    if (!data)
+        return nullptr;
     // Fresh handle memory is not cleared, as on a real host; a pattern makes
     // an effect that relies on zeroed memory fail the same way every time.
     std::memset(data, 0xCD, size ? static_cast<size_t>(size) : 1);
@@ -81,7 +91,8 @@ PF_Handle newHandle(A_u_longlong size, Session* owner) {
     return reinterpret_cast<PF_Handle>(b);
 }
 
-void* lockHandle(PF_Handle h) {
+void* lockHandle(PF_Handle h)
+{
     HandleBlock* b = findHandle(h);
     if (!b) {
         noteProblem(currentSession(), "lock of an unknown handle");
@@ -91,7 +102,8 @@ void* lockHandle(PF_Handle h) {
     return b->data;
 }
 
-void unlockHandle(PF_Handle h) {
+void unlockHandle(PF_Handle h)
+{
     HandleBlock* b = findHandle(h);
     if (!b) {
         noteProblem(currentSession(), "unlock of an unknown handle");
@@ -104,12 +116,15 @@ void unlockHandle(PF_Handle h) {
     --b->locks;
 }
 
-void disposeHandle(PF_Handle h) {
-    if (!h) return;
+void disposeHandle(PF_Handle h)
+{
+    if (!h)
+        return;
     auto* b = reinterpret_cast<HandleBlock*>(h);
     {
         std::lock_guard<std::mutex> g(regMutex());
-        if (!handles().erase(b)) b = nullptr;
+        if (!handles().erase(b))
+            b = nullptr;
     }
     if (!b) {
         noteProblem(currentSession(), "dispose of an unknown handle");
@@ -119,7 +134,8 @@ void disposeHandle(PF_Handle h) {
     delete b;
 }
 
-A_u_longlong handleSize(PF_Handle h) {
+A_u_longlong handleSize(PF_Handle h)
+{
     HandleBlock* b = findHandle(h);
     if (!b) {
         noteProblem(currentSession(), "size of an unknown handle");
@@ -128,8 +144,10 @@ A_u_longlong handleSize(PF_Handle h) {
     return b->size;
 }
 
-PF_Err resizeHandle(A_u_longlong size, PF_Handle* hp) {
-    if (!hp) return PF_Err_BAD_CALLBACK_PARAM;
+PF_Err resizeHandle(A_u_longlong size, PF_Handle* hp)
+{
+    if (!hp)
+        return PF_Err_BAD_CALLBACK_PARAM;
     HandleBlock* b = findHandle(*hp);
     if (!b) {
         noteProblem(currentSession(), "resize of an unknown handle");
@@ -139,10 +157,13 @@ PF_Err resizeHandle(A_u_longlong size, PF_Handle* hp) {
         noteProblem(currentSession(), "resize of a locked handle");
         return PF_Err_BAD_CALLBACK_PARAM;
     }
-    if (size > (A_u_longlong(1) << 40)) return PF_Err_OUT_OF_MEMORY;
+    if (size > (A_u_longlong(1) << 40))
+        return PF_Err_OUT_OF_MEMORY;
     void* data = std::realloc(b->data, size ? static_cast<size_t>(size) : 1);
-    if (!data) return PF_Err_OUT_OF_MEMORY;
-    if (size > b->size) std::memset(static_cast<char*>(data) + b->size, 0xCD, static_cast<size_t>(size - b->size));
+    if (!data)
+        return PF_Err_OUT_OF_MEMORY;
+    if (size > b->size)
+        std::memset(static_cast<char*>(data) + b->size, 0xCD, static_cast<size_t>(size - b->size));
     b->data = data;
     b->size = size;
     return PF_Err_NONE;
@@ -150,20 +171,24 @@ PF_Err resizeHandle(A_u_longlong size, PF_Handle* hp) {
 
 bool isLiveHandle(PF_Handle h) { return findHandle(h) != nullptr; }
 
-int liveHandlesOf(const Session* owner) {
+int liveHandlesOf(const Session* owner)
+{
     std::lock_guard<std::mutex> g(regMutex());
     int n = 0;
     for (HandleBlock* b : handles())
-        if (b->owner == owner) ++n;
+        if (b->owner == owner)
+            ++n;
     return n;
 }
 
-int liveHandlesTotal() {
+int liveHandlesTotal()
+{
     std::lock_guard<std::mutex> g(regMutex());
     return static_cast<int>(handles().size());
 }
 
-int disposeHandlesOf(const Session* owner) {
+int disposeHandlesOf(const Session* owner)
+{
     std::set<HandleBlock*> mine;
     {
         std::lock_guard<std::mutex> g(regMutex());
@@ -183,4 +208,4 @@ int disposeHandlesOf(const Session* owner) {
     return static_cast<int>(mine.size());
 }
 
-}  // namespace glfxhost
+} // namespace glfxhost

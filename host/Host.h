@@ -155,16 +155,16 @@ private:
 
 /* One add_param call of the plug-in and the host's current value of it. */
 struct AddedParam {
-    int hostIndex = 0;         // position in the host's parameter array (1..)
-    int descIndex = 0;         // the effect's own index: uu.id - 1
-    PF_ParamDef def{};         // as added (pointers redirected to the copies below)
-    std::string name;          // def.name as the plug-in wrote it
-    std::string choices;       // popup names / checkbox label text, when given
-    PF_ParamDef value{};       // current value record (the host's units)
-    World* layer = nullptr;    // layer parameters: the world chosen, or none
-    bool layerSet = false;     // setLayer was called; before that a default of
-                               // PF_LayerDefault_MYSELF shows the effect's input
-    bool pointInPercent = false;  // point value still in percent (no layer size yet)
+    int hostIndex = 0;           // position in the host's parameter array (1..)
+    int descIndex = 0;           // the effect's own index: uu.id - 1
+    PF_ParamDef def{};           // as added (pointers redirected to the copies below)
+    std::string name;            // def.name as the plug-in wrote it
+    std::string choices;         // popup names / checkbox label text, when given
+    PF_ParamDef value{};         // current value record (the host's units)
+    World* layer = nullptr;      // layer parameters: the world chosen, or none
+    bool layerSet = false;       // setLayer was called; before that a default of
+                                 // PF_LayerDefault_MYSELF shows the effect's input
+    bool pointInPercent = false; // point value still in percent (no layer size yet)
 };
 
 /* ---- Records ----------------------------------------------------------- */
@@ -182,7 +182,7 @@ struct ParamCheckout {
     A_long time;
     A_long timeStep;
     A_u_long timeScale;
-    PF_Cmd during;             // command that was running
+    PF_Cmd during; // command that was running
 };
 
 struct LayerCheckout {
@@ -216,22 +216,22 @@ struct Records {
     A_u_long version = 0;
     PF_OutFlags outFlags = 0;
     PF_OutFlags2 outFlags2 = 0;
-    A_long numParams = -1;     // out_data->num_params of PARAMS_SETUP
-    A_long flatSize = 0;       // out_data->flat_sdata_size last reported
+    A_long numParams = -1; // out_data->num_params of PARAMS_SETUP
+    A_long flatSize = 0;   // out_data->flat_sdata_size last reported
     // Pixel format suite.
     int formatClears = 0;
     std::vector<PrPixelFormat> supportedFormats;
     // AEGP.
-    std::vector<std::string> registeredNames;   // AEGP_RegisterWithAEGP names
-    std::vector<std::string> scripts;           // every AEGP_ExecuteScript text
-    std::vector<std::string> alerts;            // message texts of alert() calls
+    std::vector<std::string> registeredNames; // AEGP_RegisterWithAEGP names
+    std::vector<std::string> scripts;         // every AEGP_ExecuteScript text
+    std::vector<std::string> alerts;          // message texts of alert() calls
     std::vector<StreamFlagSet> streamFlagSets;
-    std::map<int, bool> hidden;                  // last HIDDEN state per index
+    std::map<int, bool> hidden; // last HIDDEN state per index
     std::vector<StreamRename> streamRenames;
-    std::map<int, std::string> streamNames;      // last name per index
+    std::map<int, std::string> streamNames; // last name per index
     // Param utils.
     std::vector<UIUpdate> uiUpdates;
-    std::map<int, PF_ParamUIFlags> uiFlags;      // last ui_flags per index
+    std::map<int, PF_ParamUIFlags> uiFlags; // last ui_flags per index
     // Checkouts.
     std::vector<ParamCheckout> paramCheckouts;
     std::vector<LayerCheckout> layerCheckouts;
@@ -239,7 +239,7 @@ struct Records {
     // Suites: name -> number of AcquireSuite successes / ReleaseSuite calls.
     std::map<std::string, int> suiteAcquires;
     std::map<std::string, int> suiteReleases;
-    std::vector<std::string> suiteMisses;        // "name v<version>" not offered
+    std::vector<std::string> suiteMisses; // "name v<version>" not offered
     // Callback misuse seen (bad handle, bad index, unterminated name, ...).
     std::vector<std::string> problems;
 };
@@ -267,7 +267,7 @@ public:
     void setFrameRate(double fps);
     A_u_long timeScale() const { return timeScale_; }
     A_long timeStep() const { return timeStep_; }
-    A_long timeAt(double seconds) const;   // round(seconds × time_scale)
+    A_long timeAt(double seconds) const; // round(seconds × time_scale)
 
     /* Size of the effect's input layer. Point values still in percent (the
        defaults as added) become layer pixels now: percent / 100 × size. The
@@ -322,15 +322,15 @@ public:
        std::invalid_argument when the parameter has another type. */
     void setFloat(int hostIndex, double v);
     void setCheckbox(int hostIndex, bool on);
-    void setPopup(int hostIndex, int oneBased);     // 1..num_choices
+    void setPopup(int hostIndex, int oneBased); // 1..num_choices
     void setColor(int hostIndex, PF_Pixel c);
-    void setAngle(int hostIndex, double degrees);    // stored 16.16 fixed
-    void setPoint(int hostIndex, double xPixels, double yPixels);  // 16.16 layer pixels
-    void setLayer(int hostIndex, World* world);     // null: no layer
+    void setAngle(int hostIndex, double degrees);                 // stored 16.16 fixed
+    void setPoint(int hostIndex, double xPixels, double yPixels); // 16.16 layer pixels
+    void setLayer(int hostIndex, World* world);                   // null: no layer
 
     // ---- state and records ----
     const Records& records() const { return rec_; }
-    void clearRecords();   // keeps the set-up answers (version, flags)
+    void clearRecords(); // keeps the set-up answers (version, flags)
     const std::vector<uint8_t>& flatData() const { return flat_; }
     bool hasGlobalData() const { return globalData_ != nullptr; }
     bool hasSequenceData() const { return sequenceData_ != nullptr; }
@@ -348,7 +348,7 @@ public:
     AEGP_PluginID registeredPluginId() const { return pluginId_; }
     const PF_InData& inData() const { return in_; }
 
-    struct Impl;   // callback glue, defined in the implementation
+    struct Impl; // callback glue, defined in the implementation
 
 private:
     friend struct Impl;
@@ -369,20 +369,20 @@ private:
     std::vector<uint8_t> flat_;
     std::vector<AddedParam> params_;
     World emptyWorld_;
-    World* input_ = nullptr;          // during a render
-    World* output_ = nullptr;         // during a smart render
-    std::map<A_long, int> layerCheckoutIds_;  // checkout id -> host index (smart render)
+    World* input_ = nullptr;                 // during a render
+    World* output_ = nullptr;                // during a smart render
+    std::map<A_long, int> layerCheckoutIds_; // checkout id -> host index (smart render)
     std::vector<PF_ParamDef*> outstanding_;
     PF_Cmd currentCmd_ = -1;
     AEGP_PluginID pluginId_ = 0;
     bool pluginRegistered_ = false;
-    std::map<int, AEGP_DynStreamFlags> streamFlags_;   // per param index
-    std::map<const World*, std::unique_ptr<World>> createdWorlds_;  // world suite worlds
-    std::vector<std::unique_ptr<PF_LayerDef>> pixelCopies_;  // handed out at smart render
+    std::map<int, AEGP_DynStreamFlags> streamFlags_;               // per param index
+    std::map<const World*, std::unique_ptr<World>> createdWorlds_; // world suite worlds
+    std::vector<std::unique_ptr<PF_LayerDef>> pixelCopies_;        // handed out at smart render
     Records rec_;
 };
 
 /* Host handles of all sessions not yet disposed of. */
 int liveHandlesTotal();
 
-}  // namespace glfxhost
+} // namespace glfxhost

@@ -17,6 +17,7 @@ class CurrentSessionScope {
 public:
     explicit CurrentSessionScope(Session* s);
     ~CurrentSessionScope();
+
 private:
     Session* previous_;
 };
@@ -35,7 +36,7 @@ PF_Handle newHandle(A_u_longlong size, Session* owner);
 void* lockHandle(PF_Handle h);
 void unlockHandle(PF_Handle h);
 void disposeHandle(PF_Handle h);
-A_u_longlong handleSize(PF_Handle h);     // 0 for an unknown handle
+A_u_longlong handleSize(PF_Handle h); // 0 for an unknown handle
 PF_Err resizeHandle(A_u_longlong size, PF_Handle* h);
 bool isLiveHandle(PF_Handle h);
 int liveHandlesOf(const Session* owner);
@@ -58,10 +59,9 @@ void noteProblem(Session* s, const std::string& what);
 
 /* The messages of a script made of alert('...') calls; false when the script
    holds anything else (this host's scripting engine knows only alert). */
-bool parseAlertScript(const std::string& script, std::vector<std::string>& messages,
-                      std::string& error);
+bool parseAlertScript(const std::string& script, std::vector<std::string>& messages, std::string& error);
 
-}  // namespace glfxhost
+} // namespace glfxhost
 
 namespace glfxhost {
 
@@ -88,8 +88,8 @@ struct Session::Impl {
     static PF_Err clearSupportedPixelFormats(PF_ProgPtr ref);
     static PF_Err newWorld(PF_ProgPtr ref, A_long width, A_long height, PF_Boolean clear, PF_PixelFormat fmt,
                            PF_EffectWorld* world);
-    static PF_Err newWorldOfPixelFormat(PF_ProgPtr ref, A_u_long width, A_u_long height, PF_NewWorldFlags flags,
-                                        PrPixelFormat fmt, PF_EffectWorld* world);
+    static PF_Err newWorldOfPixelFormat(PF_ProgPtr ref, A_u_long width, A_u_long height,
+                                        PF_NewWorldFlags flags, PrPixelFormat fmt, PF_EffectWorld* world);
     static PF_Err disposeWorld(PF_ProgPtr ref, PF_EffectWorld* world);
     static PF_Err updateParamUI(PF_ProgPtr ref, PF_ParamIndex index, const PF_ParamDef* def);
     static A_Err registerWithAEGP(AEGP_GlobalRefcon refcon, const A_char* name, AEGP_PluginID* id);
@@ -114,4 +114,4 @@ struct Session::Impl {
     static void recordSuiteMiss(Session& s, const std::string& what);
 };
 
-}  // namespace glfxhost
+} // namespace glfxhost

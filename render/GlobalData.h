@@ -6,7 +6,7 @@
 #include <cstdint>
 
 struct GlobalData {
-    std::uint8_t initialized;  // 1 once the record is created
-    std::int32_t pluginID;     // id returned by AEGP_RegisterWithAEGP
-    std::int32_t reserved[4];  // zero at creation, unused
+    std::uint8_t initialized; // 1 once the record is created
+    std::int32_t pluginID;    // id returned by AEGP_RegisterWithAEGP
+    std::int32_t reserved[4]; // zero at creation, unused
 };

@@ -20,7 +20,7 @@
 
 namespace {
 
-constexpr int kEmptyLayerSize = 100;  // buffer size assumed for an empty layer
+constexpr int kEmptyLayerSize = 100; // buffer size assumed for an empty layer
 constexpr std::size_t kPixelBytes = 4 * sizeof(float);
 
 inline long long area(long long w, long long h) { return w * h; }
@@ -41,12 +41,14 @@ void layerSize(const PF_LayerDef* layer, int& w, int& h)
 void frameValues(const PF_InData* in_data, RenderData* r)
 {
     const PF_RationalScale& par = in_data->pixel_aspect_ratio;
-    r->pixelRatio = par.den == 0 ? 1.0f
-                                 : static_cast<float>(static_cast<double>(par.num) / static_cast<double>(par.den));
+    r->pixelRatio =
+        par.den == 0 ? 1.0f : static_cast<float>(static_cast<double>(par.num) / static_cast<double>(par.den));
     // Not guarded: a zero denominator gives an infinite (or NaN) factor, which
     // the shaders see as it is.
-    r->downsampleX = static_cast<float>(in_data->downsample_x.num) / static_cast<float>(in_data->downsample_x.den);
-    r->downsampleY = static_cast<float>(in_data->downsample_y.num) / static_cast<float>(in_data->downsample_y.den);
+    r->downsampleX =
+        static_cast<float>(in_data->downsample_x.num) / static_cast<float>(in_data->downsample_x.den);
+    r->downsampleY =
+        static_cast<float>(in_data->downsample_y.num) / static_cast<float>(in_data->downsample_y.den);
 }
 
 void rebuildPrograms(RenderData* r)
@@ -92,7 +94,8 @@ void growOutputBuffer(RenderData* r, const PF_LayerDef* output)
     // (the layer staying as it was) would be read past its end by the
     // transfer back, so that also regrows it.
     const unsigned long long outputBytes = static_cast<unsigned long long>(std::max(output->width, 0)) *
-                                           static_cast<unsigned long long>(std::max(output->height, 0)) * kPixelBytes;
+                                           static_cast<unsigned long long>(std::max(output->height, 0)) *
+                                           kPixelBytes;
     const bool outputTooLarge = r->outputBuffer && outputBytes > malloc_usable_size(r->outputBuffer);
     if (area(w, h) > held || outputTooLarge || !r->outputBuffer) {
         const long long bw = std::max<long long>({output->width, w, r->outputBufferWidth});
@@ -138,7 +141,7 @@ void directTransfer(RenderData* r, PF_LayerDef* output, int first, int end, std:
     }
 }
 
-}  // namespace
+} // namespace
 
 void AllocatePixelBuffer(float** buffer, long long width, long long height)
 {
@@ -192,8 +195,8 @@ PF_Err MyDoRender(PF_InData* in_data, PF_LayerDef* /*input*/, RenderData* render
     const PF_WorldSuite2* world = static_cast<const PF_WorldSuite2*>(suiteP);
     PF_PixelFormat format = PF_PixelFormat_INVALID;
     if (world && world->PF_GetPixelFormat)
-        world->PF_GetPixelFormat(output, &format);  // its own result is not needed: an
-                                                    // unknown format is refused below
+        world->PF_GetPixelFormat(output, &format); // its own result is not needed: an
+                                                   // unknown format is refused below
     const bool fast = settings.fast;
     const bool fastDeep = fast && !render->isPremiere;
     switch (format) {
@@ -215,9 +218,7 @@ PF_Err MyDoRender(PF_InData* in_data, PF_LayerDef* /*input*/, RenderData* render
         else
             RenderFloat(in_data, output, render);
         break;
-    default:
-        result = PF_Err_BAD_CALLBACK_PARAM;
-        break;
+    default: result = PF_Err_BAD_CALLBACK_PARAM; break;
     }
     basic->ReleaseSuite(kPFWorldSuite, kPFWorldSuiteVersion2);
     return result;

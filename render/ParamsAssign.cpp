@@ -19,12 +19,8 @@ void assignValue(const glfxpar& d, const PF_ParamDef& p, float* value)
     switch (d.type) {
     case GLFX_INT:
     case GLFX_FLOAT:
-    case GLFX_FLOAT2:
-        value[0] = static_cast<float>(p.u.fs_d.value);
-        break;
-    case GLFX_CHECK:
-        value[0] = static_cast<float>(p.u.bd.value);
-        break;
+    case GLFX_FLOAT2: value[0] = static_cast<float>(p.u.fs_d.value); break;
+    case GLFX_CHECK: value[0] = static_cast<float>(p.u.bd.value); break;
     case GLFX_POPUP:
         // Host popups count from 1, shaders from 0.
         value[0] = static_cast<float>(p.u.pd.value - 1);
@@ -46,19 +42,19 @@ void assignValue(const glfxpar& d, const PF_ParamDef& p, float* value)
         value[0] = static_cast<float>(fixedToInt(p.u.td.x_value));
         value[1] = static_cast<float>(fixedToInt(p.u.td.y_value));
         break;
-    default:
-        break;
+    default: break;
     }
 }
 
-}  // namespace
+} // namespace
 
 void ParamsAssign(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** params, PF_LayerDef* /*input*/,
                   PF_LayerDef* /*output*/, RenderData* record)
 {
     if (!in_data || !out_data || !params || !record)
         return;
-    const GlobalData* global = out_data->global_data ? *reinterpret_cast<GlobalData**>(out_data->global_data) : nullptr;
+    const GlobalData* global =
+        out_data->global_data ? *reinterpret_cast<GlobalData**>(out_data->global_data) : nullptr;
     if (!global)
         return;
 
@@ -66,7 +62,8 @@ void ParamsAssign(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** params
     AEGP_SuiteHandler suites(in_data->pica_basicP);
     StreamAccess streams(suites, global->pluginID, in_data->effect_ref);
 
-    const int count = fx.settings.params < glfxlimits::kMaxParams ? fx.settings.params : glfxlimits::kMaxParams;
+    const int count =
+        fx.settings.params < glfxlimits::kMaxParams ? fx.settings.params : glfxlimits::kMaxParams;
     int slot = 1;
     A_Err streamErr = A_Err_NONE;
     for (int i = 1; i < count; ++i) {
@@ -81,7 +78,7 @@ void ParamsAssign(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** params
                 assignValue(d, *p, record->values[i]);
             }
         } else if (d.type == GLFX_LAYER) {
-            ++slot;  // keep the later layers in their slots
+            ++slot; // keep the later layers in their slots
         }
 
         // Hidden (2) or shown again (-2) by a group switch: tell the host's

@@ -24,27 +24,25 @@ constexpr int kHideModeGroup = 100;
 int intValue(const glfxpar& d, const PF_ParamDef& p)
 {
     switch (d.type) {
-    case GLFX_CHECK:
-        return p.u.bd.value;
-    case GLFX_POPUP:
-        return p.u.pd.value;
+    case GLFX_CHECK: return p.u.bd.value;
+    case GLFX_POPUP: return p.u.pd.value;
     case GLFX_INT:
     case GLFX_FLOAT:
-    case GLFX_FLOAT2:
-        return valueToInt(static_cast<float>(p.u.fs_d.value));
-    case GLFX_ANGLE:
-        return static_cast<int>(p.u.ad.value >> 16);
-    default:
-        return p.u.sd.value;
+    case GLFX_FLOAT2: return valueToInt(static_cast<float>(p.u.fs_d.value));
+    case GLFX_ANGLE: return static_cast<int>(p.u.ad.value >> 16);
+    default: return p.u.sd.value;
     }
 }
 
 // Clamps to the 32-bit range of the host's fixed and integer fields.
 inline A_long toLong(double v)
 {
-    if (!(v == v)) return 0;
-    if (v >= 2147483647.0) return std::numeric_limits<A_long>::max();
-    if (v <= -2147483648.0) return std::numeric_limits<A_long>::min();
+    if (!(v == v))
+        return 0;
+    if (v >= 2147483647.0)
+        return std::numeric_limits<A_long>::max();
+    if (v <= -2147483648.0)
+        return std::numeric_limits<A_long>::min();
     return static_cast<A_long>(v);
 }
 
@@ -63,7 +61,8 @@ int layerSlot(const cglfx& fx, int j)
 {
     int slot = 0;
     for (int i = 0; i < j; ++i)
-        if (fx.par[i].type == GLFX_LAYER) ++slot;
+        if (fx.par[i].type == GLFX_LAYER)
+            ++slot;
     return slot;
 }
 
@@ -90,15 +89,19 @@ PF_Err applyGroupSwitch(SwitchContext& c, long long first, long long last, long 
         const glfxpar& pj = c.fx.par[j];
         for (int k = 0; k < 5; ++k) {
             const int g = pj.group[k];
-            if (g < 1) break;
-            if (g < first || g > last) continue;
+            if (g < 1)
+                break;
+            if (g < first || g > last)
+                continue;
             const bool off = g != selected;
 
             PF_ParamDef copy{};
-            if (c.params[j]) copy = *c.params[j];
+            if (c.params[j])
+                copy = *c.params[j];
             if (hideMode) {
                 c.d->visibility[j] = off ? 2 : -2;
-                copy.ui_flags = off ? (copy.ui_flags | PF_PUI_INVISIBLE) : (copy.ui_flags & ~PF_PUI_INVISIBLE);
+                copy.ui_flags =
+                    off ? (copy.ui_flags | PF_PUI_INVISIBLE) : (copy.ui_flags & ~PF_PUI_INVISIBLE);
             } else {
                 c.d->visibility[j] = off ? 1 : -1;
                 copy.ui_flags = off ? (copy.ui_flags | PF_PUI_DISABLED) : (copy.ui_flags & ~PF_PUI_DISABLED);
@@ -108,14 +111,16 @@ PF_Err applyGroupSwitch(SwitchContext& c, long long first, long long last, long 
                 const std::string& name = k == 0 ? pj.name : pj.names[k - 1];
                 // A failure here only skips this parameter's stream changes;
                 // the UI update below decides the pending error.
-                err = c.streams.update(j, hideMode ? (off ? StreamAccess::kHide : StreamAccess::kShow)
-                                                   : StreamAccess::kLeaveHidden,
+                err = c.streams.update(j,
+                                       hideMode ? (off ? StreamAccess::kHide : StreamAccess::kShow)
+                                                : StreamAccess::kLeaveHidden,
                                        name.c_str());
             }
 
             if (pj.type == GLFX_LAYER) {
                 const int slot = layerSlot(c.fx, j);
-                if (slot < glfxlimits::kMaxInputs) c.d->layerSkip[slot] = off;
+                if (slot < glfxlimits::kMaxInputs)
+                    c.d->layerSkip[slot] = off;
             }
 
             PF_ParamUtilsSuite3* utils = c.suites.ParamUtilsSuite();
@@ -126,7 +131,8 @@ PF_Err applyGroupSwitch(SwitchContext& c, long long first, long long last, long 
                 err = PF_Err_BAD_CALLBACK_PARAM;
             }
 
-            if (!off) break;
+            if (!off)
+                break;
         }
     }
     return err;
@@ -172,20 +178,20 @@ void applyPresetValue(const cglfx& fx, EffectData* d, PF_ParamDef* p, int t, con
         p->u.td.x_value = roundFixed(static_cast<double>(f[0]) * d->layerWidth[0] * 65536.0);
         p->u.td.y_value = roundFixed(static_cast<double>(f[1]) * d->layerHeight[0] * 65536.0);
         break;
-    default:
-        break;
+    default: break;
     }
     p->uu.change_flags = PF_ChangeFlag_CHANGED_VALUE;
 }
 
-}  // namespace
+} // namespace
 
 PF_Err ParamsChanged(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** params, PF_LayerDef* /*output*/,
                      PF_UserChangedParamExtra* extra)
 {
     if (!in_data || !out_data)
         return PF_Err_BAD_CALLBACK_PARAM;
-    EffectData* d = in_data->sequence_data ? *reinterpret_cast<EffectData**>(in_data->sequence_data) : nullptr;
+    EffectData* d =
+        in_data->sequence_data ? *reinterpret_cast<EffectData**>(in_data->sequence_data) : nullptr;
     if (!d)
         return PF_Err_INTERNAL_STRUCT_DAMAGED;
     if (!extra)
@@ -232,14 +238,14 @@ PF_Err ParamsChanged(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** par
             const auto preset = fx.settings.presets.find({c, v - 1});
             if (preset != fx.settings.presets.end()) {
                 for (const auto& [t, def] : preset->second.values) {
-                    if (t < 0 || t >= count || !params[t]) continue;
+                    if (t < 0 || t >= count || !params[t])
+                        continue;
                     applyPresetValue(fx, d, params[t], t, def);
                 }
             }
         }
         break;
-    default:
-        break;
+    default: break;
     }
     suites.ReleaseAllSuites();
     return err;

@@ -1,9 +1,6 @@
 #include "render/Rect.h"
 
-bool IsEmptyRect(const PF_LRect* r)
-{
-    return r->left >= r->right || r->top >= r->bottom;
-}
+bool IsEmptyRect(const PF_LRect* r) { return r->left >= r->right || r->top >= r->bottom; }
 
 void UnionLRect(const PF_LRect* src, PF_LRect* dst)
 {
@@ -13,10 +10,14 @@ void UnionLRect(const PF_LRect* src, PF_LRect* dst)
     }
     if (IsEmptyRect(src))
         return;
-    if (src->left < dst->left) dst->left = src->left;
-    if (src->top < dst->top) dst->top = src->top;
-    if (src->right > dst->right) dst->right = src->right;
-    if (src->bottom > dst->bottom) dst->bottom = src->bottom;
+    if (src->left < dst->left)
+        dst->left = src->left;
+    if (src->top < dst->top)
+        dst->top = src->top;
+    if (src->right > dst->right)
+        dst->right = src->right;
+    if (src->bottom > dst->bottom)
+        dst->bottom = src->bottom;
 }
 
 bool IsEdgePixel(PF_LRect* r, int x, int y)

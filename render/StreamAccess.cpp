@@ -18,7 +18,8 @@ A_Err StreamAccess::update(int index, HiddenChange hidden, const char* name)
         err = streamSuite->AEGP_GetNewEffectStreamByIndex(pluginID_, effect, index, &stream);
     if (!err && hidden != kLeaveHidden) {
         err = dynamic->AEGP_SetDynamicStreamFlag
-                  ? dynamic->AEGP_SetDynamicStreamFlag(stream, AEGP_DynStreamFlag_HIDDEN, false, hidden == kHide)
+                  ? dynamic->AEGP_SetDynamicStreamFlag(stream, AEGP_DynStreamFlag_HIDDEN, false,
+                                                       hidden == kHide)
                   : PF_Err_BAD_CALLBACK_PARAM;
     }
     if (!err && name && *name) {
@@ -29,11 +30,13 @@ A_Err StreamAccess::update(int index, HiddenChange hidden, const char* name)
     // there is reported only when nothing failed before.
     if (stream) {
         const A_Err e = streamSuite->AEGP_DisposeStream(stream);
-        if (!err) err = e;
+        if (!err)
+            err = e;
     }
     if (effect) {
         const A_Err e = effectSuite->AEGP_DisposeEffect(effect);
-        if (!err) err = e;
+        if (!err)
+            err = e;
     }
     return err;
 }

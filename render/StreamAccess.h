@@ -9,8 +9,7 @@ class StreamAccess {
 public:
     StreamAccess(AEGP_SuiteHandler& suites, AEGP_PluginID pluginID, PF_ProgPtr effectRef)
         : suites_(suites), pluginID_(pluginID), effectRef_(effectRef)
-    {
-    }
+    {}
 
     enum HiddenChange { kLeaveHidden, kShow, kHide };
 

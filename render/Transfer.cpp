@@ -27,8 +27,10 @@ LayerRange layerRange()
 {
     const glfxsettings& s = glfxDescription().settings;
     LayerRange r{s.noinput, s.layerCount};
-    if (r.first < 0) r.first = 0;
-    if (r.end > glfxlimits::kMaxInputs) r.end = glfxlimits::kMaxInputs;
+    if (r.first < 0)
+        r.first = 0;
+    if (r.end > glfxlimits::kMaxInputs)
+        r.end = glfxlimits::kMaxInputs;
     return r;
 }
 
@@ -51,15 +53,19 @@ inline std::ptrdiff_t rowStep(const PF_LayerDef* world, std::ptrdiff_t pixelSize
 // the truncation gives the integer part of the true product.
 inline std::uint8_t clamp8(float v)
 {
-    if (v > 1.0f) return 255;
-    if (!(v >= 0.0f)) return 0;  // negative, or not a number
+    if (v > 1.0f)
+        return 255;
+    if (!(v >= 0.0f))
+        return 0; // negative, or not a number
     return static_cast<std::uint8_t>(static_cast<int>(static_cast<double>(v) * 255.0));
 }
 
 inline std::uint16_t clamp16(float v)
 {
-    if (v > 1.0f) return 32768;
-    if (!(v >= 0.0f)) return 0;
+    if (v > 1.0f)
+        return 32768;
+    if (!(v >= 0.0f))
+        return 0;
     return static_cast<std::uint16_t>(static_cast<int>(v * 32768.0f));
 }
 
@@ -67,7 +73,8 @@ inline std::uint16_t clamp16(float v)
 // does it: a value out of range, or not a number, gives INT32_MIN.
 inline std::int32_t truncWrap(float v)
 {
-    if (!(v >= -2147483648.0f && v < 2147483648.0f)) return INT32_MIN;
+    if (!(v >= -2147483648.0f && v < 2147483648.0f))
+        return INT32_MIN;
     return static_cast<std::int32_t>(v);
 }
 
@@ -293,7 +300,7 @@ inline bool aligned16(const void* p) { return (reinterpret_cast<std::uintptr_t>(
 inline void finishStreaming()
 {
 #ifdef GLFX_TRANSFER_SSE2
-    _mm_sfence();  // make the streamed stores visible before the buffers are used
+    _mm_sfence(); // make the streamed stores visible before the buffers are used
 #endif
 }
 
@@ -347,17 +354,22 @@ void bufferOut(EffectData* r, PF_LayerDef* output, RowFns<float, HostChannel> ro
 }
 
 template <typename HostChannel>
-void transfer(PF_LayerDef* output, EffectData* r, RowFns<HostChannel, float> in, RowFns<float, HostChannel> out)
+void transfer(PF_LayerDef* output, EffectData* r, RowFns<HostChannel, float> in,
+              RowFns<float, HostChannel> out)
 {
-    if (!r) return;
+    if (!r)
+        return;
     layersIn<HostChannel>(r, in);
     RunPasses(r);
     bufferOut<HostChannel>(r, output, out);
 }
 
-#define GLFX_ROWS(fn, ...) {fn<false, __VA_ARGS__>, fn<true, __VA_ARGS__>}
+#define GLFX_ROWS(fn, ...)                                                                                   \
+    {                                                                                                        \
+        fn<false, __VA_ARGS__>, fn<true, __VA_ARGS__>                                                        \
+    }
 
-}  // namespace
+} // namespace
 
 bool ContextReady(const EffectData* record)
 {
@@ -374,7 +386,8 @@ void RunPasses(EffectData* record)
 void Render8(PF_InData*, PF_LayerDef* output, EffectData* record)
 {
     using u8 = std::uint8_t;
-    if (!record) return;
+    if (!record)
+        return;
     if (!record->isPremiere) {
         // alpha, red, green, blue
         transfer<u8>(output, record, GLFX_ROWS(rowIn8, 1, 2, 3, 0), GLFX_ROWS(rowOut8, 3, 0, 1, 2));
@@ -394,10 +407,12 @@ void Render16(PF_InData*, PF_LayerDef* output, EffectData* record)
 
 void Render16_Fast(PF_InData*, PF_LayerDef* output, EffectData* record)
 {
-    transfer<std::uint16_t>(output, record, GLFX_ROWS(rowIn16, 0, 1, 2, 3), {rowOut16Wrap<false>, rowOut16Wrap<true>});
+    transfer<std::uint16_t>(output, record, GLFX_ROWS(rowIn16, 0, 1, 2, 3),
+                            {rowOut16Wrap<false>, rowOut16Wrap<true>});
 }
 
 void RenderFloat(PF_InData*, PF_LayerDef* output, EffectData* record)
 {
-    transfer<float>(output, record, GLFX_ROWS(rowShuffleFloat, 1, 2, 3, 0), GLFX_ROWS(rowShuffleFloat, 3, 0, 1, 2));
+    transfer<float>(output, record, GLFX_ROWS(rowShuffleFloat, 1, 2, 3, 0),
+                    GLFX_ROWS(rowShuffleFloat, 3, 0, 1, 2));
 }

@@ -10,31 +10,31 @@
 extern "C" {
 #endif
 
-typedef int32_t        A_long;
-typedef uint32_t       A_u_long;
-typedef char           A_char;
-typedef int16_t        A_short;
-typedef uint16_t       A_u_short;
-typedef unsigned char  A_u_char;
-typedef unsigned char  A_Boolean;
-typedef int64_t        A_longlong;
-typedef uint64_t       A_u_longlong;
-typedef intptr_t       A_intptr_t;
-typedef uint16_t       A_UTF16Char;
-typedef double         A_FpLong;
-typedef float          A_FpShort;
-typedef A_long         A_Err;
-typedef void*          A_Handle;
-typedef A_u_longlong   A_HandleSize;
+typedef int32_t A_long;
+typedef uint32_t A_u_long;
+typedef char A_char;
+typedef int16_t A_short;
+typedef uint16_t A_u_short;
+typedef unsigned char A_u_char;
+typedef unsigned char A_Boolean;
+typedef int64_t A_longlong;
+typedef uint64_t A_u_longlong;
+typedef intptr_t A_intptr_t;
+typedef uint16_t A_UTF16Char;
+typedef double A_FpLong;
+typedef float A_FpShort;
+typedef A_long A_Err;
+typedef void* A_Handle;
+typedef A_u_longlong A_HandleSize;
 
 /* Time as a rational number of seconds: value / scale. */
 typedef struct A_Time {
-    A_long   value;
+    A_long value;
     A_u_long scale;
 } A_Time;
 
 typedef struct A_Ratio {
-    A_long   num;
+    A_long num;
     A_u_long den;
 } A_Ratio;
 

@@ -15,12 +15,12 @@ extern "C" {
 #define kPFHandleSuiteVersion1 1
 
 typedef struct PF_HandleSuite1 {
-    PF_Handle  (*host_new_handle)(A_HandleSize size);
-    void*      (*host_lock_handle)(PF_Handle pf_handle);
-    void       (*host_unlock_handle)(PF_Handle pf_handle);
-    void       (*host_dispose_handle)(PF_Handle pf_handle);
+    PF_Handle (*host_new_handle)(A_HandleSize size);
+    void* (*host_lock_handle)(PF_Handle pf_handle);
+    void (*host_unlock_handle)(PF_Handle pf_handle);
+    void (*host_dispose_handle)(PF_Handle pf_handle);
     A_HandleSize (*host_get_handle_size)(PF_Handle pf_handle);
-    PF_Err     (*host_resize_handle)(A_HandleSize new_sizeL, PF_Handle* handleP);
+    PF_Err (*host_resize_handle)(A_HandleSize new_sizeL, PF_Handle* handleP);
 } PF_HandleSuite1;
 
 /* ---- PF ANSI Suite ---------------------------------------------------- */
@@ -44,8 +44,8 @@ typedef struct PF_ANSICallbacksSuite1 {
     A_FpLong (*sin)(A_FpLong);
     A_FpLong (*sqrt)(A_FpLong);
     A_FpLong (*tan)(A_FpLong);
-    A_long   (*sprintf)(A_char* buffer, const A_char* format, ...);
-    A_char*  (*strcpy)(A_char* dest, const A_char* src);
+    A_long (*sprintf)(A_char* buffer, const A_char* format, ...);
+    A_char* (*strcpy)(A_char* dest, const A_char* src);
     A_FpLong (*asin)(A_FpLong);
     A_FpLong (*acos)(A_FpLong);
 } PF_ANSICallbacksSuite1;
@@ -67,9 +67,8 @@ typedef struct PF_PixelFormatSuite1 {
     PF_Err (*GetPixelFormat)(PF_EffectWorld* world, PrPixelFormat* pixel_format);
     PF_Err (*GetBlackForPixelFormat)(const PrPixelFormat pixel_format, void* pixel_data);
     PF_Err (*GetWhiteForPixelFormat)(const PrPixelFormat pixel_format, void* pixel_data);
-    PF_Err (*ConvertColorToPixelFormattedData)(const PrPixelFormat pixel_format, float alpha,
-                                               float red, float green, float blue,
-                                               void* pixel_data);
+    PF_Err (*ConvertColorToPixelFormattedData)(const PrPixelFormat pixel_format, float alpha, float red,
+                                               float green, float blue, void* pixel_data);
 } PF_PixelFormatSuite1;
 
 #ifdef __cplusplus

@@ -12,7 +12,7 @@ extern "C" {
 #endif
 
 typedef A_long AEGP_PluginID;
-typedef void*  AEGP_GlobalRefcon;
+typedef void* AEGP_GlobalRefcon;
 typedef A_long AEGP_EffectIndex;
 typedef A_long AEGP_InstalledEffectKey;
 typedef A_long AEGP_EffectFlags;
@@ -29,11 +29,11 @@ typedef A_long AEGP_StreamFlags;
 typedef A_long AEGP_DynStreamFlags;
 
 /* Opaque host references. */
-typedef struct _AEGP_OpaqueMem**       AEGP_MemHandle;
-typedef struct _AEGP_OpaqueLayer*      AEGP_LayerH;
-typedef struct _AEGP_OpaqueEffectRef*  AEGP_EffectRefH;
-typedef struct _AEGP_OpaqueStreamRef*  AEGP_StreamRefH;
-typedef struct _AEGP_OpaqueMaskRef*    AEGP_MaskRefH;
+typedef struct _AEGP_OpaqueMem** AEGP_MemHandle;
+typedef struct _AEGP_OpaqueLayer* AEGP_LayerH;
+typedef struct _AEGP_OpaqueEffectRef* AEGP_EffectRefH;
+typedef struct _AEGP_OpaqueStreamRef* AEGP_StreamRefH;
+typedef struct _AEGP_OpaqueMaskRef* AEGP_MaskRefH;
 
 typedef struct AEGP_ErrReportState {
     A_long reservedAL[4];
@@ -49,26 +49,22 @@ typedef A_Err (*AEGP_UnusedFunc)(void);
 /* ---- Stream flags ----------------------------------------------------- */
 
 enum {
-    AEGP_StreamFlag_NONE       = 0,
-    AEGP_StreamFlag_HAS_MIN    = 1L << 0,
-    AEGP_StreamFlag_HAS_MAX    = 1L << 1,
+    AEGP_StreamFlag_NONE = 0,
+    AEGP_StreamFlag_HAS_MIN = 1L << 0,
+    AEGP_StreamFlag_HAS_MAX = 1L << 1,
     AEGP_StreamFlag_IS_SPATIAL = 1L << 2
 };
 
 enum {
-    AEGP_DynStreamFlag_ACTIVE_EYEBALL            = 1L << 0,
-    AEGP_DynStreamFlag_HIDDEN                    = 1L << 1, /* the stream is not shown in the UI */
-    AEGP_DynStreamFlag_DISABLED                  = 1L << 4,
-    AEGP_DynStreamFlag_ELIDED                    = 1L << 5,
-    AEGP_DynStreamFlag_SHOWN_WHEN_EMPTY          = 1L << 10,
+    AEGP_DynStreamFlag_ACTIVE_EYEBALL = 1L << 0,
+    AEGP_DynStreamFlag_HIDDEN = 1L << 1, /* the stream is not shown in the UI */
+    AEGP_DynStreamFlag_DISABLED = 1L << 4,
+    AEGP_DynStreamFlag_ELIDED = 1L << 5,
+    AEGP_DynStreamFlag_SHOWN_WHEN_EMPTY = 1L << 10,
     AEGP_DynStreamFlag_SKIP_REVEAL_WHEN_UNHIDDEN = 1L << 16
 };
 
-enum {
-    AEGP_MemFlag_NONE  = 0,
-    AEGP_MemFlag_CLEAR = 1L << 0,
-    AEGP_MemFlag_QUIET = 1L << 1
-};
+enum { AEGP_MemFlag_NONE = 0, AEGP_MemFlag_CLEAR = 1L << 0, AEGP_MemFlag_QUIET = 1L << 1 };
 
 /* ---- AEGP Utility Suite ----------------------------------------------- */
 
@@ -103,14 +99,13 @@ typedef struct AEGP_UtilitySuite4 {
     A_Err (*AEGP_CauseIdleRoutinesToBeCalled)(void);
     A_Err (*AEGP_GetSuppressInteractiveUI)(A_Boolean* ui_is_suppressedPB);
     A_Err (*AEGP_WriteToOSConsole)(const A_char* textZ);
-    A_Err (*AEGP_WriteToDebugLog)(const A_char* subsystemZ, const A_char* event_typeZ,
-                                  const A_char* infoZ);
+    A_Err (*AEGP_WriteToDebugLog)(const A_char* subsystemZ, const A_char* event_typeZ, const A_char* infoZ);
     A_Err (*AEGP_IsScriptingAvailable)(A_Boolean* outAvailablePB);
     /* Runs a script in the host; the result and error texts come back as
        memory handles the caller frees (either out pointer may be null). */
     A_Err (*AEGP_ExecuteScript)(AEGP_PluginID in_plugin_id, const A_char* in_scriptZ,
-                                const A_Boolean in_platform_encodingB,
-                                AEGP_MemHandle* out_resultPH0, AEGP_MemHandle* out_error_stringPH0);
+                                const A_Boolean in_platform_encodingB, AEGP_MemHandle* out_resultPH0,
+                                AEGP_MemHandle* out_error_stringPH0);
     A_Err (*AEGP_HostIsActivated)(A_Boolean* is_activatedPB);
     A_Err (*AEGP_GetPluginPlatformRef)(AEGP_PluginID plug_id, void** plat_refPPV);
 } AEGP_UtilitySuite4;
@@ -143,8 +138,8 @@ typedef struct AEGP_PFInterfaceSuite1 {
        AEGP_DisposeEffect. */
     A_Err (*AEGP_GetNewEffectForEffect)(AEGP_PluginID aegp_plugin_id, PF_ProgPtr effect_ref,
                                         AEGP_EffectRefH* effectPH);
-    A_Err (*AEGP_ConvertEffectToCompTime)(PF_ProgPtr effect_ref, A_long what_timeL,
-                                          A_u_long time_scaleLu, A_Time* comp_timePT);
+    A_Err (*AEGP_ConvertEffectToCompTime)(PF_ProgPtr effect_ref, A_long what_timeL, A_u_long time_scaleLu,
+                                          A_Time* comp_timePT);
     A_Err (*AEGP_GetEffectCamera)(PF_ProgPtr effect_ref, const A_Time* comp_timePT,
                                   AEGP_LayerH* camera_layerPH);
     A_Err (*AEGP_GetEffectCameraMatrix)(PF_ProgPtr effect_ref, const A_Time* comp_timePT,
@@ -160,8 +155,7 @@ typedef struct AEGP_PFInterfaceSuite1 {
 typedef struct AEGP_EffectSuite3 {
     A_Err (*AEGP_GetLayerNumEffects)(AEGP_LayerH layerH, A_long* num_effectsPL);
     A_Err (*AEGP_GetLayerEffectByIndex)(AEGP_PluginID aegp_plugin_id, AEGP_LayerH layerH,
-                                        AEGP_EffectIndex layer_effect_indexL,
-                                        AEGP_EffectRefH* effectPH);
+                                        AEGP_EffectIndex layer_effect_indexL, AEGP_EffectRefH* effectPH);
     A_Err (*AEGP_GetInstalledKeyFromLayerEffect)(AEGP_EffectRefH effect_refH,
                                                  AEGP_InstalledEffectKey* installed_effect_keyP);
     A_Err (*AEGP_GetEffectParamUnionByIndex)(AEGP_PluginID aegp_plugin_id, AEGP_EffectRefH effect_refH,
@@ -175,12 +169,10 @@ typedef struct AEGP_EffectSuite3 {
                                     const A_Time* timePT, PF_Cmd effect_cmd, void* effect_extraPV);
     A_Err (*AEGP_DisposeEffect)(AEGP_EffectRefH effect_refH);
     A_Err (*AEGP_ApplyEffect)(AEGP_PluginID aegp_plugin_id, AEGP_LayerH layerH,
-                              AEGP_InstalledEffectKey installed_effect_key,
-                              AEGP_EffectRefH* effect_refPH);
+                              AEGP_InstalledEffectKey installed_effect_key, AEGP_EffectRefH* effect_refPH);
     A_Err (*AEGP_DeleteLayerEffect)(AEGP_EffectRefH effect_refH);
     A_Err (*AEGP_GetNumInstalledEffects)(A_long* num_installed_effectsPL);
-    A_Err (*AEGP_GetNextInstalledEffect)(AEGP_InstalledEffectKey key,
-                                         AEGP_InstalledEffectKey* next_keyPH);
+    A_Err (*AEGP_GetNextInstalledEffect)(AEGP_InstalledEffectKey key, AEGP_InstalledEffectKey* next_keyPH);
     A_Err (*AEGP_GetEffectName)(AEGP_InstalledEffectKey installed_key, A_char* nameZ);
     A_Err (*AEGP_GetEffectMatchName)(AEGP_InstalledEffectKey installed_key, A_char* match_nameZ);
     A_Err (*AEGP_GetEffectCategory)(AEGP_InstalledEffectKey installed_key, A_char* categoryZ);
@@ -209,8 +201,8 @@ typedef struct AEGP_StreamSuite2 {
     A_Err (*AEGP_DisposeStream)(AEGP_StreamRefH streamH);
     A_Err (*AEGP_GetStreamName)(AEGP_StreamRefH streamH, A_Boolean force_englishB, A_char* nameZ);
     A_Err (*AEGP_GetStreamUnitsText)(AEGP_StreamRefH streamH, A_Boolean force_englishB, A_char* unitsZ);
-    A_Err (*AEGP_GetStreamProperties)(AEGP_StreamRefH streamH, AEGP_StreamFlags* flagsP,
-                                      A_FpLong* minP0, A_FpLong* maxP0);
+    A_Err (*AEGP_GetStreamProperties)(AEGP_StreamRefH streamH, AEGP_StreamFlags* flagsP, A_FpLong* minP0,
+                                      A_FpLong* maxP0);
     A_Err (*AEGP_IsStreamTimevarying)(AEGP_StreamRefH streamH, A_Boolean* is_timevaryPB);
     A_Err (*AEGP_GetStreamType)(AEGP_StreamRefH streamH, AEGP_StreamType* stream_typeP);
     AEGP_UnusedFunc AEGP_GetNewStreamValue;
@@ -244,13 +236,11 @@ typedef struct AEGP_DynamicStreamSuite2 {
                                        A_Boolean undoableB, A_Boolean setB);
     A_Err (*AEGP_GetNewStreamRefByIndex)(AEGP_PluginID aegp_plugin_id, AEGP_StreamRefH parent_groupH,
                                          A_long indexL, AEGP_StreamRefH* streamPH);
-    A_Err (*AEGP_GetNewStreamRefByMatchname)(AEGP_PluginID aegp_plugin_id,
-                                             AEGP_StreamRefH parent_groupH,
+    A_Err (*AEGP_GetNewStreamRefByMatchname)(AEGP_PluginID aegp_plugin_id, AEGP_StreamRefH parent_groupH,
                                              const A_char* match_nameZ, AEGP_StreamRefH* streamPH);
     A_Err (*AEGP_DeleteStream)(AEGP_StreamRefH streamH);
     A_Err (*AEGP_ReorderStream)(AEGP_StreamRefH streamH, A_long new_indexL);
-    A_Err (*AEGP_DuplicateStream)(AEGP_PluginID aegp_plugin_id, AEGP_StreamRefH streamH,
-                                  A_long* new_indexPL);
+    A_Err (*AEGP_DuplicateStream)(AEGP_PluginID aegp_plugin_id, AEGP_StreamRefH streamH, A_long* new_indexPL);
     /* Renames a stream (the parameter's name shown by the host). */
     A_Err (*AEGP_SetStreamName)(AEGP_StreamRefH streamH, const A_char* nameZ);
     A_Err (*AEGP_CanAddStream)(AEGP_StreamRefH group_streamH, const A_char* match_nameZ,

@@ -39,7 +39,10 @@ public:
     AEGP_PFInterfaceSuite1* PFInterfaceSuite() const { return get<AEGP_PFInterfaceSuite1>(pfInterface_); }
     AEGP_EffectSuite3* EffectSuite() const { return get<AEGP_EffectSuite3>(effect_); }
     AEGP_StreamSuite2* StreamSuite() const { return get<AEGP_StreamSuite2>(stream_); }
-    AEGP_DynamicStreamSuite2* DynamicStreamSuite() const { return get<AEGP_DynamicStreamSuite2>(dynamicStream_); }
+    AEGP_DynamicStreamSuite2* DynamicStreamSuite() const
+    {
+        return get<AEGP_DynamicStreamSuite2>(dynamicStream_);
+    }
     PF_ParamUtilsSuite3* ParamUtilsSuite() const { return get<PF_ParamUtilsSuite3>(paramUtils_); }
     PF_WorldSuite2* WorldSuite2() const { return get<PF_WorldSuite2>(world_); }
     PF_PixelFormatSuite1* PixelFormatSuite1() const { return get<PF_PixelFormatSuite1>(pixelFormat_); }
@@ -55,11 +58,13 @@ public:
 
     /* Gives back every suite acquired so far; later accessor calls acquire
        again. */
-    void ReleaseAllSuites() {
-        Slot* all[] = {&utility_, &memory_, &handle_, &ansi_, &pfInterface_, &effect_,
-                       &stream_, &dynamicStream_, &paramUtils_, &world_, &pixelFormat_};
+    void ReleaseAllSuites()
+    {
+        Slot* all[] = {&utility_, &memory_,        &handle_,     &ansi_,  &pfInterface_, &effect_,
+                       &stream_,  &dynamicStream_, &paramUtils_, &world_, &pixelFormat_};
         for (Slot* s : all) {
-            if (s->suite && basic_ && basic_->ReleaseSuite) basic_->ReleaseSuite(s->name, s->version);
+            if (s->suite && basic_ && basic_->ReleaseSuite)
+                basic_->ReleaseSuite(s->name, s->version);
             s->suite = nullptr;
             s->tried = false;
         }
@@ -69,18 +74,19 @@ private:
     struct Slot {
         const char* name;
         A_long version;
-        const void* suite;  // the acquired table, null when not held
-        bool tried;         // acquisition attempted since the last release
+        const void* suite; // the acquired table, null when not held
+        bool tried;        // acquisition attempted since the last release
     };
 
     template <typename T>
-    T* get(Slot& s) const {
+    T* get(Slot& s) const
+    {
         if (!s.tried) {
             s.tried = true;
             s.suite = nullptr;
             const void* p = nullptr;
-            if (basic_ && basic_->AcquireSuite &&
-                basic_->AcquireSuite(s.name, s.version, &p) == kSPNoError && p)
+            if (basic_ && basic_->AcquireSuite && basic_->AcquireSuite(s.name, s.version, &p) == kSPNoError &&
+                p)
                 s.suite = p;
         }
         return static_cast<T*>(const_cast<void*>(s.suite));
@@ -104,9 +110,11 @@ private:
    and when error_stringPC0 is given, a message naming it is written into
    out_data->return_msg with PF_OutFlag_DISPLAY_ERROR_MESSAGE set. Returns
    PF_Err_NONE or PF_Err_BAD_CALLBACK_PARAM. */
-inline PF_Err AEFX_AcquireSuite(PF_InData* in_data, PF_OutData* out_data, const char* name,
-                                A_long version, const char* error_stringPC0, void** suite) {
-    if (!suite) return PF_Err_BAD_CALLBACK_PARAM;
+inline PF_Err AEFX_AcquireSuite(PF_InData* in_data, PF_OutData* out_data, const char* name, A_long version,
+                                const char* error_stringPC0, void** suite)
+{
+    if (!suite)
+        return PF_Err_BAD_CALLBACK_PARAM;
     *suite = nullptr;
     const SPBasicSuite* basic = in_data ? in_data->pica_basicP : nullptr;
     const void* p = nullptr;
@@ -123,8 +131,9 @@ inline PF_Err AEFX_AcquireSuite(PF_InData* in_data, PF_OutData* out_data, const 
 
 /* Gives back a suite taken with AEFX_AcquireSuite. Failure is reported like
    AEFX_AcquireSuite's. */
-inline PF_Err AEFX_ReleaseSuite(PF_InData* in_data, PF_OutData* out_data, const char* name,
-                                A_long version, const char* error_stringPC0) {
+inline PF_Err AEFX_ReleaseSuite(PF_InData* in_data, PF_OutData* out_data, const char* name, A_long version,
+                                const char* error_stringPC0)
+{
     const SPBasicSuite* basic = in_data ? in_data->pica_basicP : nullptr;
     if (basic && basic->ReleaseSuite && name && basic->ReleaseSuite(name, version) == kSPNoError)
         return PF_Err_NONE;

@@ -14,15 +14,15 @@ extern "C" {
 #define SPAPI
 #endif
 
-typedef A_long        SPErr;
+typedef A_long SPErr;
 typedef unsigned char SPBoolean;
 
 #define kSPNoError 0L
 /* Four-character error codes, built most significant character first. */
-#define kSPUnimplementedError    ((SPErr)0x21494D50L) /* '!IMP' */
-#define kSPSuiteNotFoundError    ((SPErr)0x21537574L) /* '!Sut' */
-#define kSPBadParameterError     ((SPErr)0x50617261L) /* 'Para' */
-#define kSPOutOfMemoryError      ((SPErr)-108)
+#define kSPUnimplementedError ((SPErr)0x21494D50L) /* '!IMP' */
+#define kSPSuiteNotFoundError ((SPErr)0x21537574L) /* '!Sut' */
+#define kSPBadParameterError  ((SPErr)0x50617261L) /* 'Para' */
+#define kSPOutOfMemoryError   ((SPErr)-108)
 
 #define kSPBasicSuite        "SP Basic Suite"
 #define kSPBasicSuiteVersion 4

@@ -17,7 +17,7 @@ constexpr std::size_t kMaxScriptLength = 16381;
 // single-quoted script string: ' -> ", CR -> \r, LF -> \n, tab -> blank.
 std::string escapeAlertMessage(std::string message);
 
-}  // namespace glfxshell
+} // namespace glfxshell
 
 // Runs `script` in the host (AEGP_ExecuteScript) and puts its result text in
 // `result`. Does nothing under Premiere, which has no scripting; a failed

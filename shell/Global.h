@@ -23,8 +23,7 @@ constexpr PF_OutFlags kOutFlags = PF_OutFlag_WIDE_TIME_INPUT | PF_OutFlag_NON_PA
                                   PF_OutFlag_I_DO_DIALOG | PF_OutFlag_DEEP_COLOR_AWARE |
                                   PF_OutFlag_SEND_UPDATE_PARAMS_UI;
 constexpr PF_OutFlags2 kOutFlags2 = PF_OutFlag2_PARAM_GROUP_START_COLLAPSED_FLAG |
-                                    PF_OutFlag2_SUPPORTS_SMART_RENDER |
-                                    PF_OutFlag2_FLOAT_COLOR_AWARE |
+                                    PF_OutFlag2_SUPPORTS_SMART_RENDER | PF_OutFlag2_FLOAT_COLOR_AWARE |
                                     PF_OutFlag2_PPRO_DO_NOT_CLONE_SEQUENCE_DATA_FOR_RENDER;
 // Characters of the description shown by About.
 constexpr std::size_t kAboutDescriptionLength = 201;
@@ -53,4 +52,4 @@ std::string aboutDescription(const cglfx& fx);
 // Premiere).
 PF_Err About(PF_InData* in_data, PF_OutData* out_data, const cglfx& fx);
 
-}  // namespace glfxshell
+} // namespace glfxshell

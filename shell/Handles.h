@@ -38,4 +38,4 @@ bool isLocalHandle(PF_Handle handle);
 // The data a handle holds: *handle, or null for a null handle.
 inline void* handleData(PF_Handle handle) { return handle ? *handle : nullptr; }
 
-}  // namespace glfxshell
+} // namespace glfxshell

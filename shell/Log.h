@@ -10,8 +10,8 @@ public:
     CLog();
     virtual ~CLog();
 
-    std::string path;  // log directory, "./"
-    std::string name;  // log file name, "err.log"
+    std::string path; // log directory, "./"
+    std::string name; // log file name, "err.log"
 };
 
 // The process-wide log location, built by static initialisation.

@@ -30,4 +30,4 @@ PF_Err ParamsSetup(PF_InData* in_data, PF_OutData* out_data, const cglfx& fx);
 // 1 .. 128 (the input layer always exists; the table holds 128).
 int hostParamCount(const cglfx& fx);
 
-}  // namespace glfxshell
+} // namespace glfxshell

@@ -11,10 +11,9 @@ namespace glfxshell {
 // time, plus the layer's frame offset (its first default) for a layer.
 A_long checkoutTime(const PF_InData* in_data, const glfxpar& par);
 
-PF_Err Render(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params[],
-              PF_LayerDef* output, const cglfx& fx);
-PF_Err SmartPreRender(PF_InData* in_data, PF_OutData* out_data, PF_PreRenderExtra* extra,
-                      const cglfx& fx);
+PF_Err Render(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params[], PF_LayerDef* output,
+              const cglfx& fx);
+PF_Err SmartPreRender(PF_InData* in_data, PF_OutData* out_data, PF_PreRenderExtra* extra, const cglfx& fx);
 PF_Err SmartRender(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params[],
                    PF_SmartRenderExtra* extra, const cglfx& fx);
 
@@ -23,4 +22,4 @@ PF_Err SmartRender(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params
 // non-empty build log (not under Premiere).
 PF_Err DoDialog(PF_InData* in_data, PF_OutData* out_data, cglfx& fx, const char* embedded);
 
-}  // namespace glfxshell
+} // namespace glfxshell

@@ -18,7 +18,7 @@ EffectData* recordOf(const PF_InData* in_data, PF_Handle handle);
 // context was released.
 void releaseInstance(EffectData* d, bool uninit);
 
-}  // namespace glfxshell
+} // namespace glfxshell
 
 // Makes sure the sequence-data handle holds exactly one record:
 // resizes a handle of the wrong size (the bytes that fit are kept, added bytes
@@ -26,8 +26,7 @@ void releaseInstance(EffectData* d, bool uninit);
 // released), or allocates a new zero-filled one into out_data->sequence_data
 // and sets flat_sdata_size. An allocation failure puts an out-of-memory message
 // in return_msg and returns PF_Err_INTERNAL_STRUCT_DAMAGED.
-PF_Err SequenceSetup(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** params,
-                     PF_LayerDef* output);
+PF_Err SequenceSetup(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** params, PF_LayerDef* output);
 
 namespace glfxshell {
 
@@ -39,8 +38,7 @@ PF_Err SequenceSetupCommand(PF_InData* in_data, PF_OutData* out_data, PF_ParamDe
 // SEQUENCE_RESETUP: re-attaches a record (from a saved project or after a
 // flatten). Pointers read back from flattened bytes are stale: the context
 // pointer is dropped, not released.
-PF_Err SequenceResetup(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** params,
-                       PF_LayerDef* output);
+PF_Err SequenceResetup(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** params, PF_LayerDef* output);
 
 // SEQUENCE_FLATTEN: releases the GPU side and buffers; the record stays in the
 // handle with all its pointers null.
@@ -49,4 +47,4 @@ PF_Err SequenceFlatten(PF_InData* in_data, PF_OutData* out_data);
 // SEQUENCE_SETDOWN: releases everything and disposes of the handle.
 PF_Err SequenceSetdown(PF_InData* in_data, PF_OutData* out_data);
 
-}  // namespace glfxshell
+} // namespace glfxshell

@@ -19,7 +19,7 @@ std::string escapeAlertMessage(std::string message)
     return message;
 }
 
-}  // namespace glfxshell
+} // namespace glfxshell
 
 void runScript(PF_InData* in_data, std::string script, std::string& result)
 {
@@ -43,7 +43,7 @@ void runScript(PF_InData* in_data, std::string script, std::string& result)
 
     AEGP_MemorySuite1* memory = suites.MemorySuite();
     if (!memory)
-        return;  // nothing to read or free the result with
+        return; // nothing to read or free the result with
     void* text = nullptr;
     if (memory->AEGP_LockMemHandle && memory->AEGP_LockMemHandle(resultH, &text) == 0) {
         if (text)

@@ -71,7 +71,7 @@ PF_Err createGlobalData(PF_InData* in_data, PF_OutData* out_data)
     return err;
 }
 
-}  // namespace
+} // namespace
 
 void loadDescription(cglfx& fx, const char* embedded)
 {
@@ -134,8 +134,7 @@ PF_Err About(PF_InData* in_data, PF_OutData* out_data, const cglfx& fx)
     AEGP_SuiteHandler suites(in_data->pica_basicP);
     PF_ANSICallbacksSuite1* ansi = suites.ANSICallbacksSuite1();
     if (ansi && ansi->sprintf) {
-        ansi->sprintf(out_data->return_msg, "%s %s\r%s", name.c_str(), version.c_str(),
-                      description.c_str());
+        ansi->sprintf(out_data->return_msg, "%s %s\r%s", name.c_str(), version.c_str(), description.c_str());
     } else {
         std::snprintf(out_data->return_msg, sizeof out_data->return_msg, "%s %s\r%s", name.c_str(),
                       version.c_str(), description.c_str());
@@ -143,4 +142,4 @@ PF_Err About(PF_InData* in_data, PF_OutData* out_data, const cglfx& fx)
     return PF_Err_NONE;
 }
 
-}  // namespace glfxshell
+} // namespace glfxshell

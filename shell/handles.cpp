@@ -28,17 +28,11 @@ std::set<PF_Handle>& registry()
     return handles;
 }
 
-LocalHandle* local(PF_Handle h)
-{
-    return reinterpret_cast<LocalHandle*>(h);
-}
+LocalHandle* local(PF_Handle h) { return reinterpret_cast<LocalHandle*>(h); }
 
-const PF_UtilCallbacks* utilsOf(const PF_InData* in_data)
-{
-    return in_data ? in_data->utils : nullptr;
-}
+const PF_UtilCallbacks* utilsOf(const PF_InData* in_data) { return in_data ? in_data->utils : nullptr; }
 
-}  // namespace
+} // namespace
 
 bool isLocalHandle(PF_Handle handle)
 {
@@ -126,4 +120,4 @@ void disposeHandle(const PF_InData* in_data, PF_Handle handle)
         u->host_dispose_handle(handle);
 }
 
-}  // namespace glfxshell
+} // namespace glfxshell

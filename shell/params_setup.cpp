@@ -25,10 +25,7 @@ int truncToInt(double v)
 }
 
 // 16.16 fixed point of a whole number, wrapping like the host's INT2FIX.
-PF_Fixed toFixed(int v)
-{
-    return static_cast<PF_Fixed>(static_cast<A_u_long>(v) << 16);
-}
+PF_Fixed toFixed(int v) { return static_cast<PF_Fixed>(static_cast<A_u_long>(v) << 16); }
 
 A_u_char channel(float component)
 {
@@ -60,7 +57,7 @@ void fillSlider(const glfxpar& p, int precision, PF_ParamDef& def)
     def.flags = 0;
 }
 
-}  // namespace
+} // namespace
 
 bool buildParamDef(const glfxpar& p, int index, PF_ParamDef& def)
 {
@@ -71,11 +68,9 @@ bool buildParamDef(const glfxpar& p, int index, PF_ParamDef& def)
         def.ui_flags = PF_PUI_INVISIBLE;
 
     switch (p.type) {
-    case GLFX_INT:
-        fillSlider(p, 0, def);
-        break;
+    case GLFX_INT: fillSlider(p, 0, def); break;
     case GLFX_FLOAT:
-    case GLFX_FLOAT2:  // a single slider; the next parameter holds the second value
+    case GLFX_FLOAT2: // a single slider; the next parameter holds the second value
         fillSlider(p, 2, def);
         break;
     case GLFX_CHECK: {
@@ -136,11 +131,8 @@ bool buildParamDef(const glfxpar& p, int index, PF_ParamDef& def)
         def.param_type = PF_Param_GROUP_START;
         def.flags = p.flags <= 0 ? PF_ParamFlag_START_COLLAPSED : 0;
         break;
-    case GLFX_TOPIC_END:
-        def.param_type = PF_Param_GROUP_END;
-        break;
-    default:
-        return false;
+    case GLFX_TOPIC_END: def.param_type = PF_Param_GROUP_END; break;
+    default: return false;
     }
     // Ids follow the description index, whatever types were skipped before.
     def.uu.id = index + 1;
@@ -161,10 +153,7 @@ void copyParamName(const PF_InData* in_data, PF_ParamDef& def, const std::string
     }
 }
 
-int hostParamCount(const cglfx& fx)
-{
-    return std::clamp(fx.settings.params, 1, glfxlimits::kMaxParams);
-}
+int hostParamCount(const cglfx& fx) { return std::clamp(fx.settings.params, 1, glfxlimits::kMaxParams); }
 
 PF_Err ParamsSetup(PF_InData* in_data, PF_OutData* out_data, const cglfx& fx)
 {
@@ -189,4 +178,4 @@ PF_Err ParamsSetup(PF_InData* in_data, PF_OutData* out_data, const cglfx& fx)
     return PF_Err_NONE;
 }
 
-}  // namespace glfxshell
+} // namespace glfxshell

@@ -77,10 +77,7 @@ private:
     std::vector<std::unique_ptr<PF_ParamDef>> owned_;
 };
 
-EffectData* instance(PF_InData* in_data)
-{
-    return recordOf(in_data, in_data->sequence_data);
-}
+EffectData* instance(PF_InData* in_data) { return recordOf(in_data, in_data->sequence_data); }
 
 void ensureContext(EffectData* d)
 {
@@ -100,7 +97,7 @@ PF_Err renderFrame(PF_InData* in_data, PF_OutData* out_data, FrameParams& frame,
     return err != PF_Err_NONE ? err : checkinErr;
 }
 
-}  // namespace
+} // namespace
 
 A_long checkoutTime(const PF_InData* in_data, const glfxpar& par)
 {
@@ -111,8 +108,8 @@ A_long checkoutTime(const PF_InData* in_data, const glfxpar& par)
     // description value can overflow it.
     const long long t = static_cast<long long>(in_data->current_time) +
                         static_cast<long long>(valueToInt(par.def[0])) * in_data->time_step;
-    return static_cast<A_long>(std::clamp<long long>(t, std::numeric_limits<A_long>::min(),
-                                                     std::numeric_limits<A_long>::max()));
+    return static_cast<A_long>(
+        std::clamp<long long>(t, std::numeric_limits<A_long>::min(), std::numeric_limits<A_long>::max()));
 }
 
 PF_Err Render(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params[], PF_LayerDef* output,
@@ -134,8 +131,7 @@ PF_Err Render(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params[], P
     return renderFrame(in_data, out_data, frame, d, input, output);
 }
 
-PF_Err SmartPreRender(PF_InData* in_data, PF_OutData* /*out_data*/, PF_PreRenderExtra* extra,
-                      const cglfx& fx)
+PF_Err SmartPreRender(PF_InData* in_data, PF_OutData* /*out_data*/, PF_PreRenderExtra* extra, const cglfx& fx)
 {
     if (!extra || !extra->input || !extra->output || !extra->cb || !extra->cb->checkout_layer)
         return PF_Err_INTERNAL_STRUCT_DAMAGED;
@@ -209,4 +205,4 @@ PF_Err DoDialog(PF_InData* in_data, PF_OutData* /*out_data*/, cglfx& fx, const c
     return PF_Err_NONE;
 }
 
-}  // namespace glfxshell
+} // namespace glfxshell

@@ -52,7 +52,7 @@ EffectData* currentRecord(PF_InData* in_data, PF_OutData* out_data)
     return recordOf(in_data, out_data->sequence_data);
 }
 
-}  // namespace
+} // namespace
 
 EffectData* recordOf(const PF_InData* in_data, PF_Handle handle)
 {
@@ -104,8 +104,7 @@ PF_Err SequenceSetupCommand(PF_InData* in_data, PF_OutData* out_data, PF_ParamDe
     return err;
 }
 
-PF_Err SequenceResetup(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** params,
-                       PF_LayerDef* output)
+PF_Err SequenceResetup(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** params, PF_LayerDef* output)
 {
     // Creates a record when there is none and corrects a wrong-sized one.
     const PF_Err err = SequenceSetup(in_data, out_data, params, output);
@@ -141,7 +140,7 @@ PF_Err SequenceSetdown(PF_InData* in_data, PF_OutData* out_data)
     return PF_Err_NONE;
 }
 
-}  // namespace glfxshell
+} // namespace glfxshell
 
 PF_Err SequenceSetup(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** /*params*/,
                      PF_LayerDef* /*output*/)

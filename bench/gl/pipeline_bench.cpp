@@ -19,10 +19,9 @@ constexpr int kW = 1920;
 constexpr int kH = 1080;
 
 // Each pass: a few arithmetic operations on the sample of slot 0.
-const char* kPassSource =
-    "uniform sampler2D in0;\nuniform vec2 resolution;\nuniform float gain;\n"
-    "void main() {\n vec4 c = texture2D(in0, gl_FragCoord.xy / resolution);\n"
-    " gl_FragColor = vec4(c.rgb * gain + 0.01, c.a);\n}\n";
+const char* kPassSource = "uniform sampler2D in0;\nuniform vec2 resolution;\nuniform float gain;\n"
+                          "void main() {\n vec4 c = texture2D(in0, gl_FragCoord.xy / resolution);\n"
+                          " gl_FragColor = vec4(c.rgb * gain + 0.01, c.a);\n}\n";
 
 std::vector<float>& inputFrame()
 {
@@ -155,17 +154,11 @@ void driverFloor(benchmark::State& state, bool perPassSetup)
     gl.GlobalSetdown_GL();
 }
 
-void BM_DriverFloor(benchmark::State& state)
-{
-    driverFloor(state, false);
-}
+void BM_DriverFloor(benchmark::State& state) { driverFloor(state, false); }
 
-void BM_DriverFloorRespecifyAndClear(benchmark::State& state)
-{
-    driverFloor(state, true);
-}
+void BM_DriverFloorRespecifyAndClear(benchmark::State& state) { driverFloor(state, true); }
 
-}  // namespace
+} // namespace
 
 BENCHMARK(BM_ProcessGL)->Arg(1)->Arg(4)->Unit(benchmark::kMillisecond)->Iterations(20)->UseRealTime();
 BENCHMARK(BM_DriverFloor)->Arg(1)->Arg(4)->Unit(benchmark::kMillisecond)->Iterations(20)->UseRealTime();

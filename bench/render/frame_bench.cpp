@@ -64,7 +64,8 @@ void BM_FrameThroughPlugin(benchmark::State& state)
     paint(input, 0.f);
     paint(dirt, 2.f);
     for (const AddedParam& p : session.added())
-        if (p.def.param_type == PF_Param_LAYER) session.setLayer(p.hostIndex, &dirt);
+        if (p.def.param_type == PF_Param_LAYER)
+            session.setLayer(p.hostIndex, &dirt);
     if (session.render(input, output) != PF_Err_NONE) {
         state.SkipWithError("the first frame failed");
         return;
@@ -89,7 +90,8 @@ struct Instance {
         glfxDescription().parse(text);
         const cglfx& fx = glfxDescription();
         for (int i = 1; i < fx.settings.params; ++i)
-            for (int k = 0; k < 3; ++k) d.values[i][k] = fx.par[i].def[k];
+            for (int k = 0; k < 3; ++k)
+                d.values[i][k] = fx.par[i].def[k];
         layer(input, in8, 1);
         layer(dirt, dirt8, 7);
         layer(output, out8, 0);
@@ -108,13 +110,15 @@ struct Instance {
     ~Instance()
     {
         releaseContext(&d, true);
-        for (int i = 0; i < 2; ++i) std::free(d.layerBuffers[i]);
+        for (int i = 0; i < 2; ++i)
+            std::free(d.layerBuffers[i]);
         std::free(d.outputBuffer);
     }
     static void layer(PF_LayerDef& def, std::vector<std::uint8_t>& px, int seed)
     {
         px.resize(static_cast<std::size_t>(kW) * kH * 4);
-        for (std::size_t i = 0; i < px.size(); ++i) px[i] = static_cast<std::uint8_t>(i * seed);
+        for (std::size_t i = 0; i < px.size(); ++i)
+            px[i] = static_cast<std::uint8_t>(i * seed);
         def.width = kW;
         def.height = kH;
         def.rowbytes = kW * 4;
@@ -142,7 +146,8 @@ void BM_ProcessGL(benchmark::State& state)
         state.SkipWithError(("the built-in effect does not render: " + gl->log).c_str());
         return;
     }
-    for (auto _ : state) benchmark::DoNotOptimize(gl->ProcessGL(&inst.d, GL_RGBA, GL_FLOAT));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(gl->ProcessGL(&inst.d, GL_RGBA, GL_FLOAT));
 }
 
 void BM_UploadReadback(benchmark::State& state)
@@ -170,7 +175,7 @@ void BM_UploadReadback(benchmark::State& state)
     gl.GlobalSetdown_GL();
 }
 
-}  // namespace
+} // namespace
 
 BENCHMARK(BM_FrameThroughPlugin)->Unit(benchmark::kMillisecond)->Iterations(15)->UseRealTime();
 BENCHMARK(BM_Transfer8)->Unit(benchmark::kMillisecond)->Iterations(15)->UseRealTime();

@@ -48,7 +48,8 @@ void BM_memcpy(benchmark::State& state)
 {
     CopyFrame copy;
     copy.run();
-    for (auto _ : state) copy.run();
+    for (auto _ : state)
+        copy.run();
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * kFloatBytes);
 }
 
@@ -64,10 +65,12 @@ void runTransfer(benchmark::State& state, TransferFn fn)
 
     const std::size_t pixelBytes = 4 * sizeof(Channel);
     std::vector<std::uint8_t> in(kPixels * pixelBytes), out(kPixels * pixelBytes);
-    for (std::size_t i = 0; i < in.size(); ++i) in[i] = static_cast<std::uint8_t>(i * 31);
+    for (std::size_t i = 0; i < in.size(); ++i)
+        in[i] = static_cast<std::uint8_t>(i * 31);
     if (sizeof(Channel) == 2) {
         // keep 16-bit channels in the host's 0..32768 range
-        for (std::size_t i = 1; i < in.size(); i += 2) in[i] &= 0x7F;
+        for (std::size_t i = 1; i < in.size(); i += 2)
+            in[i] &= 0x7F;
     }
     PF_LayerDef input{}, output{};
     input.width = output.width = kWidth;
@@ -81,7 +84,8 @@ void runTransfer(benchmark::State& state, TransferFn fn)
     d.layerBuffers[0] = static_cast<float*>(std::malloc(kFloatBytes));
     d.outputBuffer = static_cast<float*>(std::malloc(kFloatBytes));
     std::memset(d.layerBuffers[0], 0, kFloatBytes);
-    for (std::size_t i = 0; i < kPixels * 4; ++i) d.outputBuffer[i] = static_cast<float>(i % 977) / 977.0f;
+    for (std::size_t i = 0; i < kPixels * 4; ++i)
+        d.outputBuffer[i] = static_cast<float>(i % 977) / 977.0f;
 
     // One untimed run first: the first writes into fresh pages fault them in.
     fn(nullptr, &output, &d);
@@ -109,7 +113,7 @@ void BM_Render16(benchmark::State& state) { runTransfer<std::uint16_t>(state, Re
 void BM_Render16_Fast(benchmark::State& state) { runTransfer<std::uint16_t>(state, Render16_Fast); }
 void BM_RenderFloat(benchmark::State& state) { runTransfer<float>(state, RenderFloat); }
 
-}  // namespace
+} // namespace
 
 BENCHMARK(BM_memcpy)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Render8)->Unit(benchmark::kMillisecond);

@@ -20,7 +20,7 @@ void check(bool ok)
 
 void fuzzParse(const std::string& input)
 {
-    static cglfx fx;  // reused on purpose: parsing again must reset everything
+    static cglfx fx; // reused on purpose: parsing again must reset everything
     std::string text = input;
     fx.parse(text);
     check(fx.settings.layerCount >= 1 && fx.settings.layerCount <= glfxlimits::kMaxInputs);
@@ -67,7 +67,7 @@ void fuzzCipher(const std::string& input)
     }
 }
 
-}  // namespace
+} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
 {

@@ -19,7 +19,8 @@ namespace clitest {
 std::string q(const std::string& s)
 {
     std::string r = "'";
-    for (char c : s) r += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    for (char c : s)
+        r += c == '\'' ? std::string("'\\''") : std::string(1, c);
     return r + "'";
 }
 
@@ -27,12 +28,14 @@ Result glfx(const std::string& args)
 {
     char errPath[] = "/tmp/glfx_cli_stderr_XXXXXX";
     const int fd = mkstemp(errPath);
-    if (fd >= 0) close(fd);
+    if (fd >= 0)
+        close(fd);
     const std::string cmd = q(std::string(GLFX_BINARY_DIR) + "/glfx") + " " + args + " 2>" + q(errPath);
     Result r;
     if (FILE* pipe = popen(cmd.c_str(), "r")) {
         char buf[4096];
-        for (size_t n; (n = fread(buf, 1, sizeof buf, pipe)) > 0;) r.out.append(buf, n);
+        for (size_t n; (n = fread(buf, 1, sizeof buf, pipe)) > 0;)
+            r.out.append(buf, n);
         const int st = pclose(pipe);
         r.status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
     }
@@ -62,7 +65,8 @@ std::string Scratch::write(const std::string& name, const std::string& text) con
 std::vector<std::string> Scratch::files() const
 {
     std::vector<std::string> names;
-    for (const auto& e : fs::directory_iterator(dir_)) names.push_back(e.path().filename().string());
+    for (const auto& e : fs::directory_iterator(dir_))
+        names.push_back(e.path().filename().string());
     std::sort(names.begin(), names.end());
     return names;
 }
@@ -71,7 +75,8 @@ Pixels readPixels(const std::string& path)
 {
     Pixels p;
     auto in = OIIO::ImageInput::open(path);
-    if (!in) return p;
+    if (!in)
+        return p;
     const OIIO::ImageSpec& info = in->spec();
     p.width = info.width;
     p.height = info.height;
@@ -79,7 +84,8 @@ Pixels readPixels(const std::string& path)
     p.type = info.format.c_str();
     p.v.resize(static_cast<size_t>(p.width) * p.height * p.channels);
     // Straight values as stored: no alpha association on read.
-    if (!in->read_image(0, 0, 0, p.channels, OIIO::TypeDesc::FLOAT, p.v.data())) p.v.clear();
+    if (!in->read_image(0, 0, 0, p.channels, OIIO::TypeDesc::FLOAT, p.v.data()))
+        p.v.clear();
     return p;
 }
 
@@ -95,4 +101,4 @@ void writePixels(const std::string& path, int width, int height, const std::vect
     ASSERT_TRUE(out->close());
 }
 
-}  // namespace clitest
+} // namespace clitest

@@ -8,9 +8,9 @@
 namespace clitest {
 
 struct Result {
-    int status = -1;   // exit status, -1 when it did not exit normally
-    std::string out;   // standard output
-    std::string err;   // standard error
+    int status = -1; // exit status, -1 when it did not exit normally
+    std::string out; // standard output
+    std::string err; // standard error
 };
 
 // Runs "glfx ARGS" (the executable in the build folder) through the shell.
@@ -18,8 +18,9 @@ Result glfx(const std::string& args);
 
 // Whether the plug-in was built beside glfx; tests that need it skip otherwise.
 bool pluginBuilt();
-#define NEED_PLUGIN() \
-    if (!clitest::pluginBuilt()) GTEST_SKIP() << "glfxplugin.so is not built beside glfx"
+#define NEED_PLUGIN()                                                                                        \
+    if (!clitest::pluginBuilt())                                                                             \
+    GTEST_SKIP() << "glfxplugin.so is not built beside glfx"
 
 // A fresh empty folder for one test, removed with everything in it.
 class Scratch {
@@ -27,8 +28,8 @@ public:
     Scratch();
     ~Scratch();
     std::string path(const std::string& name) const { return dir_ + "/" + name; }
-    std::string write(const std::string& name, const std::string& text) const;  // returns the path
-    std::vector<std::string> files() const;                                      // sorted names
+    std::string write(const std::string& name, const std::string& text) const; // returns the path
+    std::vector<std::string> files() const;                                    // sorted names
 
 private:
     std::string dir_;
@@ -51,4 +52,4 @@ Pixels readPixels(const std::string& path);
 void writePixels(const std::string& path, int width, int height, const std::vector<float>& rgba,
                  const std::string& type);
 
-}  // namespace clitest
+} // namespace clitest

@@ -9,7 +9,7 @@ using namespace clitest;
 
 namespace {
 
-const std::string kLongName = "A parameter name that is much too long";  // 38 characters
+const std::string kLongName = "A parameter name that is much too long"; // 38 characters
 
 const std::string kSmall =
     "[settings]\nname=Small\ndescription=First line\\rSecond line\nversion=2.5\n"
@@ -20,12 +20,14 @@ const std::string kSmall =
     "[par5]\nname=Centre\nparam=centre\ntype=point\ndefault=0.25|0.75\n"
     "[par6]\nname=Tint\nparam=tint\ntype=color\ndefault=1|0.5|0\n"
     "[par7]\nname=Spin\nparam=spin\ntype=angle\ndefault=45.9\n"
-    "[par8]\nname=" + kLongName + "\nparam=steps\ntype=int\nmin=-5\nmax=5\ndefault=2\nflags=1\n"
+    "[par8]\nname=" +
+    kLongName +
+    "\nparam=steps\ntype=int\nmin=-5\nmax=5\ndefault=2\nflags=1\n"
     "[par9]\nname=Extra\nparam=extra\ntype=layer\n"
     "[par10]\nname=Group\nparam=grp\ntype=topic_start\nflags=0\n"
     "[par11]\nname=End\nparam=grpend\ntype=topic_end\n";
 
-}  // namespace
+} // namespace
 
 // Expected host values follow the host's rules for each type: ids are the
 // description index + 1 (the "none" at index 4 adds nothing and leaves a
@@ -66,7 +68,8 @@ TEST(Describe, HostParamsOfASmallDescription)
     ASSERT_EQ(h.size(), want.size());
     for (size_t i = 0; i < want.size(); ++i) {
         SCOPED_TRACE(i);
-        for (const auto& [key, value] : want[i].items()) EXPECT_EQ(h[i].at(key), value) << key;
+        for (const auto& [key, value] : want[i].items())
+            EXPECT_EQ(h[i].at(key), value) << key;
         EXPECT_EQ(h[i].at("ui_flags"), 0);
         EXPECT_EQ(h[i].contains("name_truncated"), i == 6);
     }
@@ -95,7 +98,7 @@ TEST(About, TextAsTheHostShowsIt)
     } cases[] = {
         {"", "Small 2.5\nFirst line\nSecond line\n"},
         {"--raw ", "Small 2.5\rFirst line\rSecond line"},
-        {"--host premiere ", ""},  // Premiere shows no About text of the plug-in
+        {"--host premiere ", ""}, // Premiere shows no About text of the plug-in
     };
     for (const auto& c : cases) {
         const Result r = glfx(std::string("about ") + c.args + "--effect " + fx);

@@ -20,13 +20,12 @@ const char* kPassThrough = "[settings]\nname=Copy\ninterp=0\ndescription=Copies 
 
 // The shader writes its uniforms as colours: level to red, the blue of tint
 // to green, the popup item (0, 1, 2) / 2 to blue.
-const char* kUniforms =
-    "[settings]\nname=Uniforms\nversion=1.0\n"
-    "[par1]\nparam=level\ntype=float\nmin=0\nmax=1\ndefault=0.25\n"
-    "[par2]\nparam=tint\ntype=color\ndefault=0|0|0\n"
-    "[par3]\nparam=mode\ntype=popup\ntext=off|half|full\ndefault=0\n"
-    "[ps0]\nuniform float level;\nuniform vec3 tint;\nuniform int mode;\n"
-    "void main() { gl_FragColor = vec4(level, tint.b, float(mode) / 2.0, 1.0); }\n";
+const char* kUniforms = "[settings]\nname=Uniforms\nversion=1.0\n"
+                        "[par1]\nparam=level\ntype=float\nmin=0\nmax=1\ndefault=0.25\n"
+                        "[par2]\nparam=tint\ntype=color\ndefault=0|0|0\n"
+                        "[par3]\nparam=mode\ntype=popup\ntext=off|half|full\ndefault=0\n"
+                        "[ps0]\nuniform float level;\nuniform vec3 tint;\nuniform int mode;\n"
+                        "void main() { gl_FragColor = vec4(level, tint.b, float(mode) / 2.0, 1.0); }\n";
 
 // A popup with flags 3 chooses presets that write gain; red shows gain.
 const char* kPresets =
@@ -37,9 +36,8 @@ const char* kPresets =
     "[ps0]\nuniform float gain;\nvoid main() { gl_FragColor = vec4(gain, 0.0, 0.0, 1.0); }\n";
 
 // Red shows the time uniform (host time units x 0.0001).
-const char* kTime =
-    "[settings]\nname=Clock\nversion=1.0\n"
-    "[ps0]\nuniform float time;\nvoid main() { gl_FragColor = vec4(time, 0.0, 0.0, 1.0); }\n";
+const char* kTime = "[settings]\nname=Clock\nversion=1.0\n"
+                    "[ps0]\nuniform float time;\nvoid main() { gl_FragColor = vec4(time, 0.0, 0.0, 1.0); }\n";
 
 // Red = the checkbox, green = the angle's whole degrees / 360, blue and alpha
 // = the point in layer pixels / 100.
@@ -57,16 +55,15 @@ const char* kMore =
 // are. The checkbox also carries a definition (flags 1), which the shader
 // reads as _split; red shows it, green and blue the two grouped sliders,
 // alpha the popup's item / 2.
-const char* kSwitches =
-    "[settings]\nname=Switches\nversion=1.0\n"
-    "[par1]\nparam=split\ntype=check\nflags=1\ngroupswitch=3\nmax=1\ndefault=0\n"
-    "[par2]\nparam=near\ntype=float\nmin=0\nmax=1\ndefault=0.25\ngroup=3\n"
-    "[par3]\nparam=far\ntype=float\nmin=0\nmax=1\ndefault=0.75\ngroup=4\n"
-    "[par4]\nparam=look\ntype=popup\ntext=a|b|c\ngroupswitch=101\n"
-    "[par5]\nparam=lb\ntype=float\nmin=0\nmax=1\ndefault=0\ngroup=102\n"
-    "[ps0]\nuniform float near;\nuniform float far;\nuniform int look;\n"
-    "void main() {\n#ifndef _split\n#define _split 0\n#endif\n"
-    "  gl_FragColor = vec4(_split != 0 ? 1.0 : 0.0, near, far, float(look) / 2.0);\n}\n";
+const char* kSwitches = "[settings]\nname=Switches\nversion=1.0\n"
+                        "[par1]\nparam=split\ntype=check\nflags=1\ngroupswitch=3\nmax=1\ndefault=0\n"
+                        "[par2]\nparam=near\ntype=float\nmin=0\nmax=1\ndefault=0.25\ngroup=3\n"
+                        "[par3]\nparam=far\ntype=float\nmin=0\nmax=1\ndefault=0.75\ngroup=4\n"
+                        "[par4]\nparam=look\ntype=popup\ntext=a|b|c\ngroupswitch=101\n"
+                        "[par5]\nparam=lb\ntype=float\nmin=0\nmax=1\ndefault=0\ngroup=102\n"
+                        "[ps0]\nuniform float near;\nuniform float far;\nuniform int look;\n"
+                        "void main() {\n#ifndef _split\n#define _split 0\n#endif\n"
+                        "  gl_FragColor = vec4(_split != 0 ? 1.0 : 0.0, near, far, float(look) / 2.0);\n}\n";
 
 // A 5 x 3 input with distinct values in every channel; alpha stays 1 so that
 // no alpha association changes the colours on the way through files.
@@ -75,7 +72,8 @@ std::vector<float> inputPixels(float lo, float hi)
     std::vector<float> v;
     for (int i = 0; i < 15; ++i) {
         const float t = i / 14.0f;
-        for (float x : {t, 1.0f - t, std::fmod(t * 3.0f, 1.0f)}) v.push_back(lo + (hi - lo) * x);
+        for (float x : {t, 1.0f - t, std::fmod(t * 3.0f, 1.0f)})
+            v.push_back(lo + (hi - lo) * x);
         v.push_back(1.0f);
     }
     return v;
@@ -87,7 +85,8 @@ void quantise(std::vector<float>& v, const std::string& type)
 {
     const float steps = type == "uint8" ? 255.0f : type == "uint16" ? 65535.0f : 0.0f;
     if (steps > 0)
-        for (float& x : v) x = std::round(std::clamp(x, 0.0f, 1.0f) * steps) / steps;
+        for (float& x : v)
+            x = std::round(std::clamp(x, 0.0f, 1.0f) * steps) / steps;
 }
 
 std::string render(const Scratch& s, const char* effect, const std::string& args)
@@ -95,16 +94,16 @@ std::string render(const Scratch& s, const char* effect, const std::string& args
     return "render --effect " + q(s.write("fx.glfx", effect)) + " " + args;
 }
 
-}  // namespace
+} // namespace
 
 struct PassCase {
     const char* name;
-    const char* input;       // input file name (its extension picks the format)
-    const char* inputType;   // pixel type written
-    const char* args;        // extra arguments
+    const char* input;     // input file name (its extension picks the format)
+    const char* inputType; // pixel type written
+    const char* args;      // extra arguments
     const char* output;
-    const char* outputType;  // type expected in the output file
-    float lo, hi;            // input value range
+    const char* outputType; // type expected in the output file
+    float lo, hi;           // input value range
     float tolerance;
 };
 
@@ -120,7 +119,8 @@ TEST_P(PassThrough, OutputEqualsInput)
     quantise(want, c.inputType);
     quantise(want, c.outputType);
 
-    const Result r = glfx(render(s, kPassThrough, q(s.path(c.input)) + " -o " + q(s.path(c.output)) + " " + c.args));
+    const Result r =
+        glfx(render(s, kPassThrough, q(s.path(c.input)) + " -o " + q(s.path(c.output)) + " " + c.args));
     ASSERT_EQ(r.status, 0) << r.err;
     const Pixels out = readPixels(s.path(c.output));
     EXPECT_EQ(out.type, c.outputType);
@@ -138,14 +138,15 @@ TEST_P(PassThrough, OutputEqualsInput)
 // values outside 0..1 included; a float render is written to PNG as 16-bit.
 INSTANTIATE_TEST_SUITE_P(
     Depths, PassThrough,
-    testing::Values(PassCase{"png8", "in.png", "uint8", "", "out.png", "uint8", 0.0f, 1.0f, 1e-6f},
-                    PassCase{"png16", "in.png", "uint16", "", "out.png", "uint16", 0.0f, 1.0f, 2.01f / 65535},
-                    PassCase{"tif16", "in.tif", "uint16", "", "out.tif", "uint16", 0.0f, 1.0f, 2.01f / 65535},
-                    PassCase{"exr32", "in.exr", "float", "", "out.exr", "float", -0.25f, 1.75f, 0.0f},
-                    PassCase{"exr32_to_png16", "in.exr", "float", "", "out.png", "uint16", 0.0f, 1.0f, 1.01f / 65535},
-                    PassCase{"png8_at16", "in.png", "uint8", "--depth 16", "out.png", "uint16", 0.0f, 1.0f, 1.01f / 255},
-                    PassCase{"png8_at32", "in.png", "uint8", "--depth 32", "out.exr", "float", 0.0f, 1.0f, 1e-6f},
-                    PassCase{"premiere", "in.png", "uint8", "--host premiere", "out.png", "uint8", 0.0f, 1.0f, 1e-6f}),
+    testing::Values(
+        PassCase{"png8", "in.png", "uint8", "", "out.png", "uint8", 0.0f, 1.0f, 1e-6f},
+        PassCase{"png16", "in.png", "uint16", "", "out.png", "uint16", 0.0f, 1.0f, 2.01f / 65535},
+        PassCase{"tif16", "in.tif", "uint16", "", "out.tif", "uint16", 0.0f, 1.0f, 2.01f / 65535},
+        PassCase{"exr32", "in.exr", "float", "", "out.exr", "float", -0.25f, 1.75f, 0.0f},
+        PassCase{"exr32_to_png16", "in.exr", "float", "", "out.png", "uint16", 0.0f, 1.0f, 1.01f / 65535},
+        PassCase{"png8_at16", "in.png", "uint8", "--depth 16", "out.png", "uint16", 0.0f, 1.0f, 1.01f / 255},
+        PassCase{"png8_at32", "in.png", "uint8", "--depth 32", "out.exr", "float", 0.0f, 1.0f, 1e-6f},
+        PassCase{"premiere", "in.png", "uint8", "--host premiere", "out.png", "uint8", 0.0f, 1.0f, 1e-6f}),
     [](const testing::TestParamInfo<PassCase>& i) { return std::string(i.param.name); });
 
 TEST(Render, TestPatternHasTheRequestedSize)
@@ -173,10 +174,10 @@ TEST(Render, TestPatternHasTheRequestedSize)
 struct ValueCase {
     const char* name;
     const char* effect;
-    const char* base;    // size, depth and time
-    const char* sets;    // --set options
-    const char* output;  // its extension picks the format
-    int x, y;            // the pixel read back
+    const char* base;   // size, depth and time
+    const char* sets;   // --set options
+    const char* output; // its extension picks the format
+    int x, y;           // the pixel read back
     float rgba[4];
 };
 
@@ -187,12 +188,14 @@ TEST_P(Values, ShaderSeesTheValue)
     NEED_PLUGIN();
     const ValueCase& c = GetParam();
     Scratch s;
-    const Result r = glfx(render(s, c.effect, std::string(c.base) + " " + c.sets + " -o " + q(s.path(c.output))));
+    const Result r =
+        glfx(render(s, c.effect, std::string(c.base) + " " + c.sets + " -o " + q(s.path(c.output))));
     ASSERT_EQ(r.status, 0) << r.err;
     const Pixels out = readPixels(s.path(c.output));
     ASSERT_GT(out.width, c.x);
     ASSERT_GT(out.height, c.y);
-    for (int k = 0; k < 4; ++k) EXPECT_FLOAT_EQ(out.at(c.x, c.y, k), c.rgba[k]) << "channel " << k;
+    for (int k = 0; k < 4; ++k)
+        EXPECT_FLOAT_EQ(out.at(c.x, c.y, k), c.rgba[k]) << "channel " << k;
 }
 
 // Colours are stored by the host in 8 bits: 0.8 becomes 204, which the shader
@@ -210,32 +213,100 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         ValueCase{"defaults", kUniforms, kU, "", "o.exr", 2, 1, {0.25f, 0, 0, 1}},
         ValueCase{"float", kUniforms, kU, "--set level=0.6", "o.exr", 2, 1, {0.6f, 0, 0, 1}},
-        ValueCase{"colour", kUniforms, kU, "--set tint=0.2,0.4,0.8", "o.exr", 2, 1, {0.25f, 204.0f / 255, 0, 1}},
+        ValueCase{
+            "colour", kUniforms, kU, "--set tint=0.2,0.4,0.8", "o.exr", 2, 1, {0.25f, 204.0f / 255, 0, 1}},
         ValueCase{"popup", kUniforms, kU, "--set mode=half", "o.exr", 2, 1, {0.25f, 0, 0.5f, 1}},
-        ValueCase{"all", kUniforms, kU, "--set level=1 --set mode=full --set tint=0,0,1", "o.exr", 2, 1, {1, 1, 1, 1}},
-        ValueCase{"last_wins", kUniforms, kU, "--set level=0.1 --set level=0.75", "o.exr", 2, 1, {0.75f, 0, 0, 1}},
-        ValueCase{"eight_bit", kUniforms, "--size 3x3", "--set level=0.5 --set tint=0,0,0.8", "o.png", 1, 1,
+        ValueCase{"all",
+                  kUniforms,
+                  kU,
+                  "--set level=1 --set mode=full --set tint=0,0,1",
+                  "o.exr",
+                  2,
+                  1,
+                  {1, 1, 1, 1}},
+        ValueCase{
+            "last_wins", kUniforms, kU, "--set level=0.1 --set level=0.75", "o.exr", 2, 1, {0.75f, 0, 0, 1}},
+        ValueCase{"eight_bit",
+                  kUniforms,
+                  "--size 3x3",
+                  "--set level=0.5 --set tint=0,0,0.8",
+                  "o.png",
+                  1,
+                  1,
                   {127.0f / 255, 204.0f / 255, 0, 1}},
         ValueCase{"time", kTime, kP, "--time 0.5", "o.exr", 0, 0, {1.5f, 0, 0, 1}},
         ValueCase{"more_defaults", kMore, kM, "", "o.exr", 7, 7, {0, 10.0f / 360, 1.0f, 0.2f}},
         ValueCase{"checkbox_on", kMore, kM, "--set on=true", "o.exr", 7, 7, {1, 10.0f / 360, 1.0f, 0.2f}},
-        ValueCase{"checkbox_off_again", kMore, kM, "--set on=true --set on=false", "o.exr", 7, 7,
+        ValueCase{"checkbox_off_again",
+                  kMore,
+                  kM,
+                  "--set on=true --set on=false",
+                  "o.exr",
+                  7,
+                  7,
                   {0, 10.0f / 360, 1.0f, 0.2f}},
         ValueCase{"angle", kMore, kM, "--set turn=90", "o.exr", 7, 7, {0, 0.25f, 1.0f, 0.2f}},
-        ValueCase{"negative_angle", kMore, kM, "--set turn=-45.5", "o.exr", 7, 7, {0, -46.0f / 360, 1.0f, 0.2f}},
+        ValueCase{
+            "negative_angle", kMore, kM, "--set turn=-45.5", "o.exr", 7, 7, {0, -46.0f / 360, 1.0f, 0.2f}},
         ValueCase{"point", kMore, kM, "--set spot=30,40", "o.exr", 7, 7, {0, 10.0f / 360, 0.3f, 0.4f}},
-        ValueCase{"point_fraction", kMore, kM, "--set spot=12.75,3.5", "o.exr", 7, 7, {0, 10.0f / 360, 0.12f, 0.03f}},
+        ValueCase{"point_fraction",
+                  kMore,
+                  kM,
+                  "--set spot=12.75,3.5",
+                  "o.exr",
+                  7,
+                  7,
+                  {0, 10.0f / 360, 0.12f, 0.03f}},
         ValueCase{"preset_warm", kPresets, kP, "--set look=warm", "o.exr", 0, 0, {0.5f, 0, 0, 1}},
-        ValueCase{"no_preset_for_none", kPresets, kP, "--set gain=0.3 --set look=none", "o.exr", 0, 0, {0.3f, 0, 0, 1}},
-        ValueCase{"set_after_preset", kPresets, kP, "--set look=warm --set gain=0.25", "o.exr", 0, 0, {0.25f, 0, 0, 1}},
-        ValueCase{"preset_after_set", kPresets, kP, "--set gain=0.25 --set look=cold", "o.exr", 0, 0, {0.75f, 0, 0, 1}},
+        ValueCase{"no_preset_for_none",
+                  kPresets,
+                  kP,
+                  "--set gain=0.3 --set look=none",
+                  "o.exr",
+                  0,
+                  0,
+                  {0.3f, 0, 0, 1}},
+        ValueCase{"set_after_preset",
+                  kPresets,
+                  kP,
+                  "--set look=warm --set gain=0.25",
+                  "o.exr",
+                  0,
+                  0,
+                  {0.25f, 0, 0, 1}},
+        ValueCase{"preset_after_set",
+                  kPresets,
+                  kP,
+                  "--set gain=0.25 --set look=cold",
+                  "o.exr",
+                  0,
+                  0,
+                  {0.75f, 0, 0, 1}},
         ValueCase{"switch_defaults", kSwitches, kS, "", "o.exr", 1, 1, {0, 0.25f, 0.75f, 0}},
         ValueCase{"switch_on", kSwitches, kS, "--set split=true", "o.exr", 1, 1, {1, 0.25f, 0.75f, 0}},
-        ValueCase{"switch_on_then_slider", kSwitches, kS, "--set split=true --set far=0.5", "o.exr", 1, 1,
+        ValueCase{"switch_on_then_slider",
+                  kSwitches,
+                  kS,
+                  "--set split=true --set far=0.5",
+                  "o.exr",
+                  1,
+                  1,
                   {1, 0.25f, 0.5f, 0}},
-        ValueCase{"switch_off_again", kSwitches, kS, "--set split=on --set split=off", "o.exr", 1, 1,
+        ValueCase{"switch_off_again",
+                  kSwitches,
+                  kS,
+                  "--set split=on --set split=off",
+                  "o.exr",
+                  1,
+                  1,
                   {0, 0.25f, 0.75f, 0}},
-        ValueCase{"hiding_popup", kSwitches, kS, "--set look=b --set lb=0.5 --set look=c", "o.exr", 1, 1,
+        ValueCase{"hiding_popup",
+                  kSwitches,
+                  kS,
+                  "--set look=b --set lb=0.5 --set look=c",
+                  "o.exr",
+                  1,
+                  1,
                   {0, 0.25f, 0.75f, 1}}),
     [](const testing::TestParamInfo<ValueCase>& i) { return std::string(i.param.name); });
 
@@ -243,7 +314,8 @@ TEST(Render, FrameRangeWritesOneFilePerFrameAtItsTime)
 {
     NEED_PLUGIN();
     Scratch s;
-    const Result r = glfx(render(s, kTime, "--size 2x2 --depth 32 --fps 25 --frames 3-5 -o " + q(s.path("f.###.exr"))));
+    const Result r =
+        glfx(render(s, kTime, "--size 2x2 --depth 32 --fps 25 --frames 3-5 -o " + q(s.path("f.###.exr"))));
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(s.files(), (std::vector<std::string>{"f.003.exr", "f.004.exr", "f.005.exr", "fx.glfx"}));
     for (int f = 3; f <= 5; ++f) {
@@ -263,16 +335,17 @@ TEST(Render, LayerParameterGetsItsImage)
     const std::vector<float> layer = inputPixels(0.0f, 1.0f);
     writePixels(s.path("layer.exr"), 5, 3, layer, "float");
     writePixels(s.path("in.exr"), 5, 3, std::vector<float>(60, 0.5f), "float");
-    const Result r = glfx(render(s, fx, q(s.path("in.exr")) + " --layer other=" + q(s.path("layer.exr")) + " -o " +
-                                            q(s.path("o.exr"))));
+    const Result r = glfx(render(s, fx,
+                                 q(s.path("in.exr")) + " --layer other=" + q(s.path("layer.exr")) + " -o " +
+                                     q(s.path("o.exr"))));
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(readPixels(s.path("o.exr")).v, layer);
 }
 
 struct ErrorCase {
     const char* name;
-    const char* args;     // after "render --effect FX" (unless it names one); @NAME@ stands for a file below
-    const char* message;  // expected in the error line
+    const char* args;    // after "render --effect FX" (unless it names one); @NAME@ stands for a file below
+    const char* message; // expected in the error line
 };
 
 class RenderErrors : public testing::TestWithParam<ErrorCase> {};
@@ -290,14 +363,17 @@ TEST_P(RenderErrors, FailWithOneLineAndNoOutput)
         {"@IN@", s.path("in.png")},
         {"@OUT@", s.path("out.png")},
         {"@MISSING@", s.path("missing.png")},
-        {"@BADFX@", s.write("bad.glfx", "[settings]\nname=Bad\n[ps0]\nvoid main() { gl_FragColor = nope; }\n")},
+        {"@BADFX@",
+         s.write("bad.glfx", "[settings]\nname=Bad\n[ps0]\nvoid main() { gl_FragColor = nope; }\n")},
         {"@NODIR@", s.path("nodir/out.png")},
         {"@CORRUPT@", s.write("corrupt.png", "not an image at all")},
-        {"@EMPTYIMG@", s.write("empty.ppm", "P6\n0 0\n255\n")},  // a picture of 0 x 0 pixels
+        {"@EMPTYIMG@", s.write("empty.ppm", "P6\n0 0\n255\n")}, // a picture of 0 x 0 pixels
     };
     for (const auto& [key, value] : files)
-        for (size_t p; (p = args.find(key)) != std::string::npos;) args.replace(p, key.size(), q(value));
-    const std::string effect = args.find("--effect") == std::string::npos ? "--effect " + q(s.write("u.glfx", kUniforms)) : "";
+        for (size_t p; (p = args.find(key)) != std::string::npos;)
+            args.replace(p, key.size(), q(value));
+    const std::string effect =
+        args.find("--effect") == std::string::npos ? "--effect " + q(s.write("u.glfx", kUniforms)) : "";
     const std::vector<std::string> before = s.files();
     const Result r = glfx("render " + effect + " " + args);
     EXPECT_NE(r.status, 0);
@@ -310,30 +386,31 @@ TEST_P(RenderErrors, FailWithOneLineAndNoOutput)
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, RenderErrors,
-    testing::Values(ErrorCase{"unknown_parameter", "@IN@ -o @OUT@ --set levle=1", "unknown parameter 'levle'"},
-                    ErrorCase{"not_a_number", "@IN@ -o @OUT@ --set level=abc", "bad value 'abc'"},
-                    ErrorCase{"outside_range", "@IN@ -o @OUT@ --set level=1.5", "bad value '1.5'"},
-                    ErrorCase{"colour_components", "@IN@ -o @OUT@ --set tint=1,0", "bad value '1,0'"},
-                    ErrorCase{"colour_range", "@IN@ -o @OUT@ --set tint=1,0,2", "bad value '1,0,2'"},
-                    ErrorCase{"popup_item", "@IN@ -o @OUT@ --set mode=double", "bad value 'double'"},
-                    ErrorCase{"no_equals", "@IN@ -o @OUT@ --set level", "expected NAME=VALUE"},
-                    ErrorCase{"layer_on_slider", "@IN@ -o @OUT@ --layer level=@IN@", "is not a layer"},
-                    ErrorCase{"missing_input", "@MISSING@ -o @OUT@", "missing.png"},
-                    ErrorCase{"unwritable_dir", "@IN@ -o @NODIR@", "nodir"},
-                    ErrorCase{"unknown_format", "@IN@ -o @OUT@.nosuchformat", "no image format"},
-                    ErrorCase{"premiere_depth", "@IN@ -o @OUT@ --host premiere --depth 16", "8-bit"},
-                    ErrorCase{"range_without_pattern", "@IN@ -o @OUT@ --frames 1-3", "'#'"},
-                    ErrorCase{"bad_size", "--size 10by5 -o @OUT@", "--size"},
-                    ErrorCase{"shader_build", "@IN@ -o @OUT@ --effect @BADFX@", "shader build failed"},
-                    ErrorCase{"shader_build_premiere", "@IN@ -o @OUT@ --effect @BADFX@ --host premiere",
-                              "shader build failed"},
-                    ErrorCase{"missing_plugin", "@IN@ -o @OUT@ --plugin @MISSING@", "plug-in"},
-                    ErrorCase{"unreadable_input", "@CORRUPT@ -o @OUT@", "cannot read image"},
-                    ErrorCase{"zero_sized_input", "@EMPTYIMG@ -o @OUT@", "not a 2D image with pixels"},
-                    ErrorCase{"zero_sized_pattern", "--size 0x5 -o @OUT@", "--size"},
-                    ErrorCase{"missing_layer_file", "@IN@ -o @OUT@ --layer level=@MISSING@", "missing.png"},
-                    ErrorCase{"zero_sized_layer", "@IN@ -o @OUT@ --layer level=@EMPTYIMG@", "not a 2D image with pixels"},
-                    ErrorCase{"unknown_layer", "@IN@ -o @OUT@ --layer nosuch=@IN@", "unknown parameter 'nosuch'"},
-                    ErrorCase{"unknown_parameter_after_good_one", "@IN@ -o @OUT@ --set level=0.5 --set nosuch=1",
-                              "unknown parameter 'nosuch'"}),
+    testing::Values(
+        ErrorCase{"unknown_parameter", "@IN@ -o @OUT@ --set levle=1", "unknown parameter 'levle'"},
+        ErrorCase{"not_a_number", "@IN@ -o @OUT@ --set level=abc", "bad value 'abc'"},
+        ErrorCase{"outside_range", "@IN@ -o @OUT@ --set level=1.5", "bad value '1.5'"},
+        ErrorCase{"colour_components", "@IN@ -o @OUT@ --set tint=1,0", "bad value '1,0'"},
+        ErrorCase{"colour_range", "@IN@ -o @OUT@ --set tint=1,0,2", "bad value '1,0,2'"},
+        ErrorCase{"popup_item", "@IN@ -o @OUT@ --set mode=double", "bad value 'double'"},
+        ErrorCase{"no_equals", "@IN@ -o @OUT@ --set level", "expected NAME=VALUE"},
+        ErrorCase{"layer_on_slider", "@IN@ -o @OUT@ --layer level=@IN@", "is not a layer"},
+        ErrorCase{"missing_input", "@MISSING@ -o @OUT@", "missing.png"},
+        ErrorCase{"unwritable_dir", "@IN@ -o @NODIR@", "nodir"},
+        ErrorCase{"unknown_format", "@IN@ -o @OUT@.nosuchformat", "no image format"},
+        ErrorCase{"premiere_depth", "@IN@ -o @OUT@ --host premiere --depth 16", "8-bit"},
+        ErrorCase{"range_without_pattern", "@IN@ -o @OUT@ --frames 1-3", "'#'"},
+        ErrorCase{"bad_size", "--size 10by5 -o @OUT@", "--size"},
+        ErrorCase{"shader_build", "@IN@ -o @OUT@ --effect @BADFX@", "shader build failed"},
+        ErrorCase{"shader_build_premiere", "@IN@ -o @OUT@ --effect @BADFX@ --host premiere",
+                  "shader build failed"},
+        ErrorCase{"missing_plugin", "@IN@ -o @OUT@ --plugin @MISSING@", "plug-in"},
+        ErrorCase{"unreadable_input", "@CORRUPT@ -o @OUT@", "cannot read image"},
+        ErrorCase{"zero_sized_input", "@EMPTYIMG@ -o @OUT@", "not a 2D image with pixels"},
+        ErrorCase{"zero_sized_pattern", "--size 0x5 -o @OUT@", "--size"},
+        ErrorCase{"missing_layer_file", "@IN@ -o @OUT@ --layer level=@MISSING@", "missing.png"},
+        ErrorCase{"zero_sized_layer", "@IN@ -o @OUT@ --layer level=@EMPTYIMG@", "not a 2D image with pixels"},
+        ErrorCase{"unknown_layer", "@IN@ -o @OUT@ --layer nosuch=@IN@", "unknown parameter 'nosuch'"},
+        ErrorCase{"unknown_parameter_after_good_one", "@IN@ -o @OUT@ --set level=0.5 --set nosuch=1",
+                  "unknown parameter 'nosuch'"}),
     [](const testing::TestParamInfo<ErrorCase>& i) { return std::string(i.param.name); });

@@ -45,7 +45,8 @@ public:
         if (display == EGL_NO_DISPLAY)
             return;
         eglBindAPI(EGL_OPENGL_API);
-        const EGLint want[] = {EGL_RENDERABLE_TYPE, EGL_OPENGL_BIT, EGL_SURFACE_TYPE, EGL_PBUFFER_BIT, EGL_NONE};
+        const EGLint want[] = {EGL_RENDERABLE_TYPE, EGL_OPENGL_BIT, EGL_SURFACE_TYPE, EGL_PBUFFER_BIT,
+                               EGL_NONE};
         const EGLint any[] = {EGL_RENDERABLE_TYPE, EGL_OPENGL_BIT, EGL_SURFACE_TYPE, 0, EGL_NONE};
         const EGLint size[] = {EGL_WIDTH, 8, EGL_HEIGHT, 8, EGL_NONE};
         EGLConfig config = nullptr;
@@ -84,7 +85,7 @@ public:
     EGLSurface surface = EGL_NO_SURFACE;
 };
 
-}  // namespace
+} // namespace
 
 TEST(Capabilities, VersionExtensionsAndTextureUnits)
 {
@@ -121,9 +122,11 @@ TEST(GlobalContext, SetupOnTheDriverAndSetdown)
     // The caller works with OpenGL ES bound and nothing current: every call
     // must leave that bound API, and nothing current, behind it.
     ASSERT_TRUE(eglBindAPI(EGL_OPENGL_ES_API));
-    auto callerState = [] { return eglQueryAPI() == EGL_OPENGL_ES_API && eglGetCurrentContext() == EGL_NO_CONTEXT; };
+    auto callerState = [] {
+        return eglQueryAPI() == EGL_OPENGL_ES_API && eglGetCurrentContext() == EGL_NO_CONTEXT;
+    };
     GlobalGLContext gl;
-    gl.GlobalSetdown_GL();  // empty: nothing to do
+    gl.GlobalSetdown_GL(); // empty: nothing to do
     EXPECT_FALSE(gl.HaveOpenGL());
     // Set up and set down repeatedly: each context is usable and is
     // destroyed at setdown.
@@ -148,7 +151,7 @@ TEST(GlobalContext, SetupOnTheDriverAndSetdown)
         EGLint id = 0;
         EXPECT_FALSE(eglQueryContext(glfxSharedDisplay(), old, EGL_CONFIG_ID, &id)) << "context still alive";
     }
-    gl.GlobalSetdown_GL();  // twice is harmless
+    gl.GlobalSetdown_GL(); // twice is harmless
     eglBindAPI(EGL_OPENGL_API);
 }
 
@@ -202,7 +205,7 @@ TEST(GlobalContext, RebuildsAndUninitLeaveNoNames)
     inst.setLayer(0, px, 2, 2);
     inst.setOutput(2, 2);
     ASSERT_TRUE(inst.build());
-    ASSERT_TRUE(inst.render());  // binding makes the names texture objects
+    ASSERT_TRUE(inst.render()); // binding makes the names texture objects
     // Two programs, input texture 0 and the two pass textures; names only
     // generated become objects when first bound.
     const int one = liveObjects(c.gl);

@@ -109,4 +109,4 @@ void withContext(GlobalGLContext& gl, F check)
     gl.SetAEContext();
 }
 
-}  // namespace gltest
+} // namespace gltest

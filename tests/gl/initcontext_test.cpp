@@ -17,7 +17,8 @@ cglfx definingEffect()
     const struct {
         int type, flags;
         const char* uniform;
-    } pars[] = {{GLFX_CHECK, 1, "beta"}, {GLFX_POPUP, 1, "alpha"}, {GLFX_POPUP, 2, "look"}, {GLFX_FLOAT, 1, "gain"}};
+    } pars[] = {
+        {GLFX_CHECK, 1, "beta"}, {GLFX_POPUP, 1, "alpha"}, {GLFX_POPUP, 2, "look"}, {GLFX_FLOAT, 1, "gain"}};
     for (int i = 0; i < 4; ++i) {
         fx.par[i + 1].type = pars[i].type;
         fx.par[i + 1].flags = pars[i].flags;
@@ -28,7 +29,7 @@ cglfx definingEffect()
     return fx;
 }
 
-}  // namespace
+} // namespace
 
 TEST(InitContext, NewContextBookkeepingAndDefinitions)
 {
@@ -36,7 +37,7 @@ TEST(InitContext, NewContextBookkeepingAndDefinitions)
     struct Case {
         bool fast, premiere;
         float check, popup, look;
-        const char *beta, *alpha, *lookText, *fastValue;  // null: no fast entry
+        const char *beta, *alpha, *lookText, *fastValue; // null: no fast entry
     };
     const Case cases[] = {
         {false, false, 1.f, 0.f, 2.f, "1", "0", "Bleach", nullptr},

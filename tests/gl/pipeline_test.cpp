@@ -45,7 +45,7 @@ std::string macroOf(const std::string& define)
     return define.substr(8);
 }
 
-}  // namespace
+} // namespace
 
 TEST(Pipeline, RoutesLayersAndPassesAndNothingBeyondThem)
 {
@@ -55,8 +55,9 @@ TEST(Pipeline, RoutesLayersAndPassesAndNothingBeyondThem)
     const std::string twoInputs = "uniform sampler2D in0; uniform sampler2D in1;";
     cglfx fx = makeEffect(
         {samplingShader("uniform sampler2D in0;", "gl_FragColor = 2.0 * texture2D(in0, uv);"),
-         samplingShader(twoInputs + "uniform sampler2D in2;",
-                        "gl_FragColor = texture2D(in0, uv) + texture2D(in1, uv) - 0.25 * texture2D(in2, uv);")},
+         samplingShader(
+             twoInputs + "uniform sampler2D in2;",
+             "gl_FragColor = texture2D(in0, uv) + texture2D(in1, uv) - 0.25 * texture2D(in2, uv);")},
         2);
     fx.settings.routing[1][0] = 0;
     fx.settings.routing[1][1] = -2;
@@ -66,8 +67,8 @@ TEST(Pipeline, RoutesLayersAndPassesAndNothingBeyondThem)
     inst.setLayer(1, l1, W, H);
     ASSERT_TRUE(inst.frame(l0, W, H));
     expectFrame(
-        inst, W * H, [&](int k, int c) { return 2.f * l0[4 * k + c] + l1[4 * k + c] - 0.25f * l0[4 * k + c]; },
-        1e-6f);
+        inst, W * H,
+        [&](int k, int c) { return 2.f * l0[4 * k + c] + l1[4 * k + c] - 0.25f * l0[4 * k + c]; }, 1e-6f);
 
     // Reparsed to one pass and one layer (textures kept, as the options
     // dialog does), pass texture 1 and input texture 1 still hold frames; a
@@ -76,7 +77,8 @@ TEST(Pipeline, RoutesLayersAndPassesAndNothingBeyondThem)
     cglfx& now = glfxDescription();
     now.settings.shaders = 1;
     now.settings.layerCount = 1;
-    now.shaders = {samplingShader(twoInputs, "gl_FragColor = texture2D(in0, uv) + 2.0 * texture2D(in1, uv);")};
+    now.shaders = {
+        samplingShader(twoInputs, "gl_FragColor = texture2D(in0, uv) + 2.0 * texture2D(in1, uv);")};
     inst.ctx().InitGL("", false);
     ASSERT_TRUE(inst.ctx().ok) << inst.ctx().log;
     const int routes[][2] = {{1, -2}, {40, -41}};
@@ -97,8 +99,9 @@ TEST(Pipeline, FilterAndWrapSettings)
     // is GL_CLAMP: s is clamped to [0, 1] and a linear sample at the edge
     // takes half of the transparent black border; repeat 1 wraps s.
     const int W = 4, H = 2;
-    cglfx fx = makeEffect({"uniform sampler2D in0; uniform float sx;\n"
-                           "void main() { gl_FragColor = texture2D(in0, vec2(sx, gl_FragCoord.y / 2.0)); }\n"});
+    cglfx fx =
+        makeEffect({"uniform sampler2D in0; uniform float sx;\n"
+                    "void main() { gl_FragColor = texture2D(in0, vec2(sx, gl_FragCoord.y / 2.0)); }\n"});
     fx.settings.params = 2;
     fx.par[1].type = GLFX_FLOAT;
     fx.par[1].components = 1;
@@ -112,7 +115,7 @@ TEST(Pipeline, FilterAndWrapSettings)
     struct Case {
         int interp, repeat;
         float s;
-        int i0, i1;  // texels mixed half and half; -1 is the border
+        int i0, i1; // texels mixed half and half; -1 is the border
         const char* what;
     };
     const Case cases[] = {
@@ -156,13 +159,18 @@ TEST(Pipeline, UniformInterface)
         float v[3];
     };
     const P params[] = {
-        {"pi", GLFX_INT, 1, {2.9f}},          {"pn", GLFX_INT, 1, {-0.5f}},
-        {"pm", GLFX_INT, 1, {-1.7f}},         {"pc", GLFX_CHECK, 1, {1.f}},
-        {"pp", GLFX_POPUP, 1, {2.7f}},        {"pf", GLFX_FLOAT, 1, {0.375f}},
+        {"pi", GLFX_INT, 1, {2.9f}},
+        {"pn", GLFX_INT, 1, {-0.5f}},
+        {"pm", GLFX_INT, 1, {-1.7f}},
+        {"pc", GLFX_CHECK, 1, {1.f}},
+        {"pp", GLFX_POPUP, 1, {2.7f}},
+        {"pf", GLFX_FLOAT, 1, {0.375f}},
         {"pcol", GLFX_COLOR, 3, {0.25f, 0.5f, 0.75f}},
         {"ppt", GLFX_POINT, 2, {3.5f, -1.25f}},
-        {"pf2", GLFX_FLOAT2, 1, {0.125f}},    {"pf2b", GLFX_FLOAT, 1, {0.625f}},
-        {"pa", GLFX_ANGLE, 1, {90.f}},        {"pnone", GLFX_FLOAT, 0, {7.f}},
+        {"pf2", GLFX_FLOAT2, 1, {0.125f}},
+        {"pf2b", GLFX_FLOAT, 1, {0.625f}},
+        {"pa", GLFX_ANGLE, 1, {90.f}},
+        {"pnone", GLFX_FLOAT, 0, {7.f}},
     };
     const std::string decl =
         "uniform sampler2D in0; uniform int shadernum; uniform float time; uniform float pixelratio;"
@@ -203,9 +211,9 @@ TEST(Pipeline, UniformInterface)
     // 12345 * 0.0001 rounded once to float is the float nearest 1.2345; a
     // product taken in float would give the float below it. Column 2: pass
     // 1 running, reading the 0 that pass 0 wrote.
-    const float want[W][4] = {{1.2345f, 7.f, 2.f, 0.9f},      {0.5f, 0.25f, 3.f, 5.f},
-                              {1.f, 0.f, 0.f, 1.f},           {2.f, 0.f, -1.f, 1.f},
-                              {2.f, 0.375f, 3.5f, -1.25f},    {0.25f, 0.5f, 0.75f, 90.f},
+    const float want[W][4] = {{1.2345f, 7.f, 2.f, 0.9f},   {0.5f, 0.25f, 3.f, 5.f},
+                              {1.f, 0.f, 0.f, 1.f},        {2.f, 0.f, -1.f, 1.f},
+                              {2.f, 0.375f, 3.5f, -1.25f}, {0.25f, 0.5f, 0.75f, 90.f},
                               {0.125f, 0.625f, 0.f, 0.f}};
     expectFrame(inst, W * H, [&](int k, int c) { return want[k % W][c]; });
 }
@@ -216,8 +224,11 @@ TEST(Pipeline, DefinitionsReachTheShaderOnlyThroughABuild)
     // (flags 1, so a definition and no uniform) is 1.
     const std::string fixedOn = macroOf(glfxtext::defineFixedOn());
     const std::string mode = macroOf(glfxtext::definePrefix()) + "mode";
-    cglfx fx = makeEffect({"void main() {\n float r = 0.0, g = 0.0;\n#ifdef " + fixedOn + "\n r = 1.0;\n#endif\n"
-                           "#ifdef " + mode + "\n#if " + mode + " == 1\n g = 1.0;\n#endif\n#endif\n"
+    cglfx fx = makeEffect({"void main() {\n float r = 0.0, g = 0.0;\n#ifdef " + fixedOn +
+                           "\n r = 1.0;\n#endif\n"
+                           "#ifdef " +
+                           mode + "\n#if " + mode +
+                           " == 1\n g = 1.0;\n#endif\n#endif\n"
                            " gl_FragColor = vec4(r, g, 1.0, 0.5);\n}\n"});
     fx.settings.params = 2;
     fx.par[1].type = GLFX_CHECK;
@@ -318,7 +329,7 @@ TEST(Pipeline, FrameSizeLimits)
         EXPECT_EQ(eglGetCurrentContext(), EGL_NO_CONTEXT) << "ours released after the refusal";
     }
     // A smaller frame keeps the larger buffer and its recorded size.
-    const int rendered[][4] = {{1, 1, 1, 1}, {maxSize, 1, maxSize, 1}, {3, 2, maxSize, 1}};  // frame, buffer
+    const int rendered[][4] = {{1, 1, 1, 1}, {maxSize, 1, maxSize, 1}, {3, 2, maxSize, 1}}; // frame, buffer
     for (const auto& size : rendered) {
         SCOPED_TRACE(size[0]);
         const float* before = inst.d.outputBuffer;
@@ -337,7 +348,7 @@ TEST(Pipeline, PassCountsFromOneToThirtyTwo)
     // beyond the 32 slots runs the 32 passes there are.
     const int W = 3, H = 2;
     std::vector<float> in = pattern(W, H, 4);
-    const int cases[][2] = {{1, 1}, {2, 2}, {17, 17}, {32, 32}, {32, 40}};  // sources, declared count
+    const int cases[][2] = {{1, 1}, {2, 2}, {17, 17}, {32, 32}, {32, 40}}; // sources, declared count
     for (const auto& c : cases) {
         SCOPED_TRACE(std::to_string(c[1]) + " passes");
         cglfx fx = makeEffect(std::vector<std::string>(
@@ -347,7 +358,8 @@ TEST(Pipeline, PassCountsFromOneToThirtyTwo)
         fx.settings.shaders = c[1];
         Instance inst(fx);
         ASSERT_TRUE(inst.frame(in, W, H));
-        expectFrame(inst, W * H, [&](int k, int ch) { return in[4 * k + ch] + 0.03125f * static_cast<float>(c[0]); });
+        expectFrame(inst, W * H,
+                    [&](int k, int ch) { return in[4 * k + ch] + 0.03125f * static_cast<float>(c[0]); });
     }
 }
 
@@ -389,8 +401,9 @@ TEST(Pipeline, EightBitPackedPixels)
     for (int k = 0; k < W * H; ++k)
         in[k] = static_cast<std::uint32_t>(k * 17) | static_cast<std::uint32_t>(200 - k * 9) << 8 |
                 static_cast<std::uint32_t>(k * 31 + 5) << 16 | static_cast<std::uint32_t>(255 - k) << 24;
-    Instance inst(makeEffect({samplingShader(
-        "uniform sampler2D in0;", "vec4 c = texture2D(in0, uv); gl_FragColor = vec4(c.b, 1.0 - c.g, c.r, c.a);")}));
+    Instance inst(makeEffect(
+        {samplingShader("uniform sampler2D in0;",
+                        "vec4 c = texture2D(in0, uv); gl_FragColor = vec4(c.b, 1.0 - c.g, c.r, c.a);")}));
     inst.d.layerBuffers[0] = reinterpret_cast<float*>(in.data());
     inst.d.layerWidth[0] = W;
     inst.d.layerHeight[0] = H;
@@ -399,7 +412,8 @@ TEST(Pipeline, EightBitPackedPixels)
     ASSERT_TRUE(inst.render(GL_UNSIGNED_INT_8_8_8_8_REV));
     const std::uint32_t* out = reinterpret_cast<const std::uint32_t*>(inst.d.outputBuffer);
     for (int k = 0; k < W * H; ++k) {
-        const std::uint32_t r = in[k] & 0xff, g = (in[k] >> 8) & 0xff, b = (in[k] >> 16) & 0xff, a = in[k] >> 24;
+        const std::uint32_t r = in[k] & 0xff, g = (in[k] >> 8) & 0xff, b = (in[k] >> 16) & 0xff,
+                            a = in[k] >> 24;
         EXPECT_EQ(out[k], b | (255 - g) << 8 | r << 16 | a << 24) << "pixel " << k;
     }
 }

@@ -39,7 +39,7 @@ TEST(Cipher, DecryptEdgeCases)
 {
     std::string key = "abc";
     for (const std::string& data : {std::string(""), std::string("\x12\x14"), std::string("\x12\x14\x18"),
-                                    "\x12" + glfxcipher::endMarker() + "abcdef"})  // marker inside the header
+                                    "\x12" + glfxcipher::endMarker() + "abcdef"}) // marker inside the header
         EXPECT_EQ(decrypt(data, key), "") << data.size();
     // Empty key: replaced by the one-character fallback key, visible to the caller.
     std::string empty;
@@ -49,7 +49,9 @@ TEST(Cipher, DecryptEdgeCases)
     // Index 0 with key "A" (65): mask 65, so 'A' is stored as it is.
     std::string a1 = "A", a2 = "A";
     const std::string sealed = encrypt("A", a1);
-    EXPECT_EQ(sealed, "\x12\x14\x18" "A" + glfxcipher::endMarker());
+    EXPECT_EQ(sealed, "\x12\x14\x18"
+                      "A" +
+                          glfxcipher::endMarker());
     EXPECT_EQ(decrypt(sealed, a2), "A");
     EXPECT_THROW(encrypt(std::string("a\0b", 3), a1), std::invalid_argument);
 }
@@ -78,10 +80,10 @@ TEST(Cipher, RandomTextsRoundTrip)
         EXPECT_EQ(sealed.find('\0'), std::string::npos);
         EXPECT_EQ(sealed.compare(0, 3, "\x12\x14\x18"), 0);
         if (plain.size() > 8) {
-            EXPECT_NE(sealed.substr(3, plain.size()), plain);  // the body is enciphered
+            EXPECT_NE(sealed.substr(3, plain.size()), plain); // the body is enciphered
         }
         EXPECT_EQ(decrypt(sealed, k2), plain);
     }
 }
 
-}  // namespace
+} // namespace

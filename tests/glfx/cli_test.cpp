@@ -12,8 +12,8 @@
 #include <fstream>
 #include <memory>
 #include <string>
-#include <vector>
 #include <sys/wait.h>
+#include <vector>
 
 namespace {
 
@@ -85,18 +85,19 @@ DescribeJson describeText(std::string text)
 // comparing ordered objects compares their key order too.
 TEST(DescribeJson, SchemaValuesAndKeyOrder)
 {
-    const DescribeJson j = describeText(
-        "[settings]\nname=Schema\nshaders=2\n"
-        "[par1]\nparam=look\ntype=popup\npopup=a|b|\nflags=3\ngroupswitch=2\n"
-        "[par2]\nparam=tint\nname1=N1\nname4=N4\ntype=color\ndefault=0.5|0.25\ngroup1=7\n"
-        "[ps1]\nps0\n"
-        "[routing]\nps1_in0=ps0\nps1_in1=layer0\n"
-        "[preset_look_1]\ntint=1|0|0.5\n"
-        "[preset_look_0]\ntint=0\n");
+    const DescribeJson j =
+        describeText("[settings]\nname=Schema\nshaders=2\n"
+                     "[par1]\nparam=look\ntype=popup\npopup=a|b|\nflags=3\ngroupswitch=2\n"
+                     "[par2]\nparam=tint\nname1=N1\nname4=N4\ntype=color\ndefault=0.5|0.25\ngroup1=7\n"
+                     "[ps1]\nps0\n"
+                     "[routing]\nps1_in0=ps0\nps1_in1=layer0\n"
+                     "[preset_look_1]\ntint=1|0|0.5\n"
+                     "[preset_look_0]\ntint=0\n");
     std::vector<std::string> keys;
     for (auto it = j.begin(); it != j.end(); ++it)
         keys.push_back(it.key());
-    EXPECT_EQ(keys, (std::vector<std::string>{"settings", "params", "routing", "presets", "passes", "vertex"}));
+    EXPECT_EQ(keys,
+              (std::vector<std::string>{"settings", "params", "routing", "presets", "passes", "vertex"}));
 
     const DescribeJson expectedSettings = {
         {"name", "Schema"}, {"description", ""}, {"category", ""}, {"matchname", ""}, {"version", ""},
@@ -105,8 +106,9 @@ TEST(DescribeJson, SchemaValuesAndKeyOrder)
     EXPECT_EQ(j.at("settings"), expectedSettings);
 
     auto param = [](int index, int type, int components, const char* name, std::vector<std::string> names,
-                    const char* uniform, std::vector<double> def, double min, double max, const char* itemtext,
-                    std::vector<std::string> items, std::vector<int> groups, int flags) {
+                    const char* uniform, std::vector<double> def, double min, double max,
+                    const char* itemtext, std::vector<std::string> items, std::vector<int> groups,
+                    int flags) {
         return DescribeJson{{"index", index},     {"type", type},         {"components", components},
                             {"visibility", 0},    {"name", name},         {"names", names},
                             {"uniform", uniform}, {"default", def},       {"min", min},
@@ -118,8 +120,8 @@ TEST(DescribeJson, SchemaValuesAndKeyOrder)
         // popup: max = 2 items - 1; flags 3 drops the shader value; group switch 2 -> -2
         param(1, 2, 0, "par1", {"", "", "", ""}, "look", {0, 0, 0}, 0, 1, "a|b|", {"a", "b"},
               {-2, 0, 0, 0, 0}, 3),
-        param(2, 5, 3, "par2", {"N1", "", "", "N4"}, "tint", {0.5, 0.25, 0.25}, 0, 0, "", {},
-              {0, 7, 0, 0, 0}, 0),
+        param(2, 5, 3, "par2", {"N1", "", "", "N4"}, "tint", {0.5, 0.25, 0.25}, 0, 0, "", {}, {0, 7, 0, 0, 0},
+              0),
     };
     EXPECT_EQ(j.at("params"), expectedParams);
 
@@ -190,4 +192,4 @@ TEST(Cli, MissingInputFailsAndWritesNothing)
     EXPECT_FALSE(std::ifstream(output).good());
 }
 
-}  // namespace
+} // namespace

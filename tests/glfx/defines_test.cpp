@@ -18,16 +18,15 @@ std::unique_ptr<cglfx> parsed(std::string text)
     return fx;
 }
 
-const char* kDescription =
-    "[par0]\nparam=zero\ntype=check\nflags=1\n"            // the input's slot: never defined
-    "[par1]\nparam=grain\ntype=check\nflags=1\n"
-    "[par2]\nparam=mode\ntype=popup\npopup=a|b|c\nflags=2\n"
-    "[par3]\nparam=count\ntype=popup\npopup=x|y\nflags=1\n"
-    "[par4]\nparam=plain\ntype=float\nflags=1\n"            // flags on a float: nothing
-    "[par5]\nparam=look\ntype=popup\npopup=p|q\nflags=3\n"  // preset popup: nothing
-    "[par6]\nparam=empty\ntype=popup\nflags=2\n"            // no items: nothing
-    "[par7]\nparam=beyond\ntype=check\nflags=1\n"           // past the count: nothing
-    "[settings]\nparams=7\n";
+const char* kDescription = "[par0]\nparam=zero\ntype=check\nflags=1\n" // the input's slot: never defined
+                           "[par1]\nparam=grain\ntype=check\nflags=1\n"
+                           "[par2]\nparam=mode\ntype=popup\npopup=a|b|c\nflags=2\n"
+                           "[par3]\nparam=count\ntype=popup\npopup=x|y\nflags=1\n"
+                           "[par4]\nparam=plain\ntype=float\nflags=1\n"           // flags on a float: nothing
+                           "[par5]\nparam=look\ntype=popup\npopup=p|q\nflags=3\n" // preset popup: nothing
+                           "[par6]\nparam=empty\ntype=popup\nflags=2\n"           // no items: nothing
+                           "[par7]\nparam=beyond\ntype=check\nflags=1\n"          // past the count: nothing
+                           "[settings]\nparams=7\n";
 
 TEST(Defines, ParameterDefinitions)
 {
@@ -35,9 +34,9 @@ TEST(Defines, ParameterDefinitions)
     ASSERT_EQ(fx->settings.params, 7);
     float values[8][4] = {};
     values[0][0] = 1.f;
-    values[1][0] = 0.7f;  // truncated to 0
-    values[2][0] = 2.0f;  // item "c"
-    values[3][0] = 1.9f;  // 1
+    values[1][0] = 0.7f; // truncated to 0
+    values[2][0] = 2.0f; // item "c"
+    values[3][0] = 1.9f; // 1
     values[4][0] = 5.f;
     values[5][0] = 1.f;
     values[7][0] = 1.f;
@@ -57,8 +56,8 @@ TEST(Defines, PopupItemAndIntegerValuesAreClamped)
     auto fx = parsed(kDescription);
     float values[8][4] = {};
     std::map<std::string, std::string> defines;
-    for (const auto& [value, item] : {std::pair<float, const char*>{-3.f, "a"}, {9.f, "c"},
-                                      {1.99f, "b"}, {NAN, "a"}, {1e20f, "c"}}) {
+    for (const auto& [value, item] :
+         {std::pair<float, const char*>{-3.f, "a"}, {9.f, "c"}, {1.99f, "b"}, {NAN, "a"}, {1e20f, "c"}}) {
         values[2][0] = value;
         updateParamDefines(*fx, values, defines);
         EXPECT_EQ(defines["#define _mode"], item) << value;
@@ -72,4 +71,4 @@ TEST(Defines, PopupItemAndIntegerValuesAreClamped)
     EXPECT_EQ(valueToInt(-3e9f), -2147483647 - 1);
 }
 
-}  // namespace
+} // namespace

@@ -140,4 +140,4 @@ TEST(ExampleEffects, Parse)
     EXPECT_FLOAT_EQ(inv->par[1].def[0], 1.f);
 }
 
-}  // namespace
+} // namespace

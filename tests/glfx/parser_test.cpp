@@ -49,10 +49,10 @@ TEST(Parser, ShortTextsGiveTheResetStateAndOthersTheDefaultShaders)
 
 TEST(Parser, SettingsKeys)
 {
-    auto fx = parsed(
-        "[settings]\nname=0123456789012345678901234567890123456789\ndescription=A = B\ncategory=Blur\n"
-        "uniqueid=first\nmatchname=second\nversion=2.1\nfast=1\ninterp=0\nedgeRepeat=1\ncellsx=4\n"
-        "cellsy=3x\nnoinput=2\nName=ignored\n");
+    auto fx =
+        parsed("[settings]\nname=0123456789012345678901234567890123456789\ndescription=A = B\ncategory=Blur\n"
+               "uniqueid=first\nmatchname=second\nversion=2.1\nfast=1\ninterp=0\nedgeRepeat=1\ncellsx=4\n"
+               "cellsy=3x\nnoinput=2\nName=ignored\n");
     const glfxsettings& s = fx->settings;
     EXPECT_EQ(s.name, "0123456789012345678901234567890");
     EXPECT_EQ(s.description, "A = B");
@@ -74,16 +74,14 @@ TEST(Parser, ParameterHeaders)
 {
     struct Case {
         const char* text;
-        int index;  // parameter expected to carry uniform "u"
+        int index; // parameter expected to carry uniform "u"
         int params;
     };
     const Case cases[] = {
-        {"[par07]\nparam=u\n", 7, 8},
-        {"[par]\nparam=u\n", 0, 1},          // first bare header: the input's slot
-        {"[par3]\n[par]\nparam=u\n", 4, 5},  // previous plus one
-        {"[par99]\nparam=u\n", 99, 100},
-        {"[par5x]\nparam=u\n", 5, 6},
-        {"[parx]\nparam=u\n", 0, 1},  // non-digits read as 0
+        {"[par07]\nparam=u\n", 7, 8},       {"[par]\nparam=u\n", 0, 1}, // first bare header: the input's slot
+        {"[par3]\n[par]\nparam=u\n", 4, 5},                             // previous plus one
+        {"[par99]\nparam=u\n", 99, 100},    {"[par5x]\nparam=u\n", 5, 6},
+        {"[parx]\nparam=u\n", 0, 1}, // non-digits read as 0
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.text);
@@ -119,18 +117,26 @@ TEST(Parser, TypeTableAndComponentCounts)
         int components;
     };
     const Case cases[] = {
-        {"type=float", GLFX_FLOAT, 1},   {"type=int", GLFX_INT, 1},
-        {"type=none", GLFX_NONE, 1},     {"type=check", GLFX_CHECK, 1},
-        {"type=popup", GLFX_POPUP, 1},   {"type=layer", GLFX_LAYER, 0},
-        {"type=color", GLFX_COLOR, 3},   {"type=angle", GLFX_ANGLE, 1},
-        {"type=point", GLFX_POINT, 2},   {"type=float2", GLFX_FLOAT2, 1},
-        {"type=topic_start", GLFX_TOPIC_START, 1}, {"type=topic_end", GLFX_TOPIC_END, 1},
+        {"type=float", GLFX_FLOAT, 1},
+        {"type=int", GLFX_INT, 1},
+        {"type=none", GLFX_NONE, 1},
+        {"type=check", GLFX_CHECK, 1},
+        {"type=popup", GLFX_POPUP, 1},
+        {"type=layer", GLFX_LAYER, 0},
+        {"type=color", GLFX_COLOR, 3},
+        {"type=angle", GLFX_ANGLE, 1},
+        {"type=point", GLFX_POINT, 2},
+        {"type=float2", GLFX_FLOAT2, 1},
+        {"type=topic_start", GLFX_TOPIC_START, 1},
+        {"type=topic_end", GLFX_TOPIC_END, 1},
         // An unknown word keeps the type but still resets the component count.
         {"type=color\ntype=Float", GLFX_COLOR, 1},
         // Popup flags of 1 or more drop the shader value; the type line sets
         // the count again.
-        {"type=popup\nflags=2", GLFX_POPUP, 0},  {"type=popup\nflags=0", GLFX_POPUP, 1},
-        {"type=check\nflags=1", GLFX_CHECK, 1},  {"flags=3\ntype=popup", GLFX_POPUP, 1},
+        {"type=popup\nflags=2", GLFX_POPUP, 0},
+        {"type=popup\nflags=0", GLFX_POPUP, 1},
+        {"type=check\nflags=1", GLFX_CHECK, 1},
+        {"flags=3\ntype=popup", GLFX_POPUP, 1},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.lines);
@@ -167,7 +173,7 @@ TEST(Parser, PopupItemsAndRange)
         {"type=popup\npopup=a|b|c\n", {"a", "b", "c"}, 0.f, 2.f},
         {"type=popup\ntext=\n", {}, 0.f, -1.f},
         {"type=popup\npopup=x|| y\n", {"x", "", " y"}, 0.f, 2.f},
-        {"min=5\nmax=9\npopup=a|b|c\ntype=popup\n", {"a", "b", "c"}, 5.f, 9.f},  // type after the items
+        {"min=5\nmax=9\npopup=a|b|c\ntype=popup\n", {"a", "b", "c"}, 5.f, 9.f}, // type after the items
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.text);
@@ -187,8 +193,8 @@ TEST(Parser, Defaults)
         float d0, d1, d2;
     };
     const Case cases[] = {
-        {"0.25", 0.25f, 0.25f, 0.25f}, {"0.2|0.4", 0.2f, 0.4f, 0.4f},   {"1|2|3", 1.f, 2.f, 3.f},
-        {"1|2|3|4", 1.f, 2.f, 3.f},    {"true", 1.f, 1.f, 1.f},         {"false|true", 0.f, 1.f, 1.f},
+        {"0.25", 0.25f, 0.25f, 0.25f}, {"0.2|0.4", 0.2f, 0.4f, 0.4f},    {"1|2|3", 1.f, 2.f, 3.f},
+        {"1|2|3|4", 1.f, 2.f, 3.f},    {"true", 1.f, 1.f, 1.f},          {"false|true", 0.f, 1.f, 1.f},
         {"abc", 0.f, 0.f, 0.f},        {"-1.5e1x", -15.f, -15.f, -15.f},
     };
     for (const auto& c : cases) {
@@ -210,12 +216,11 @@ TEST(Parser, Defaults)
 
 TEST(Parser, VisibilityGroupsNames)
 {
-    auto fx = parsed(
-        "[par1]\ndisabled=0\n"
-        "[par2]\nhidden=no\n"
-        "[par3]\nvisibility=7\ngroup=2\ngroup1=3\ngroup4=9\n"
-        "[par4]\ngroupswitch=3\ngroup2=5\n"
-        "[par5]\nname0=Shown\nname1=A\nname4=D\ndisplay=Final\n");
+    auto fx = parsed("[par1]\ndisabled=0\n"
+                     "[par2]\nhidden=no\n"
+                     "[par3]\nvisibility=7\ngroup=2\ngroup1=3\ngroup4=9\n"
+                     "[par4]\ngroupswitch=3\ngroup2=5\n"
+                     "[par5]\nname0=Shown\nname1=A\nname4=D\ndisplay=Final\n");
     EXPECT_EQ(fx->par[1].visibility, 1);
     EXPECT_EQ(fx->par[2].visibility, 2);
     EXPECT_EQ(fx->par[3].visibility, 7);
@@ -231,7 +236,8 @@ TEST(Parser, VisibilityGroupsNames)
     const std::pair<const char*, int> switches[] = {
         {"-4", 4}, {"0", 0}, {"2147483647", -2147483647}, {"-2147483648", -2147483647 - 1}};
     for (const auto& [value, group] : switches)
-        EXPECT_EQ(parsed(std::string("[par1]\ngroupswitch=") + value + "\n")->par[1].group[0], group) << value;
+        EXPECT_EQ(parsed(std::string("[par1]\ngroupswitch=") + value + "\n")->par[1].group[0], group)
+            << value;
 }
 
 TEST(Parser, Routing)
@@ -241,8 +247,8 @@ TEST(Parser, Routing)
         int pass, input, value;
     };
     const Case cases[] = {
-        {"ps1_in0=layer2", 1, 0, -3}, {"ps1_in0=ps0", 1, 0, 0},     {"ps1_in0=foo", 1, 0, 999},
-        {"ps3_in5=layer0", 3, 5, -1}, {"ps2_in1=ps32", 2, 1, 32},   {"ps2_in1=ps33", 2, 1, 999},  // not below 33
+        {"ps1_in0=layer2", 1, 0, -3}, {"ps1_in0=ps0", 1, 0, 0},   {"ps1_in0=foo", 1, 0, 999},
+        {"ps3_in5=layer0", 3, 5, -1}, {"ps2_in1=ps32", 2, 1, 32}, {"ps2_in1=ps33", 2, 1, 999}, // not below 33
         {"ps31_in31=ps4", 31, 31, 4}, {"ps0_in0=ps2", 0, 0, 2},
     };
     for (const auto& c : cases) {
@@ -252,20 +258,20 @@ TEST(Parser, Routing)
         EXPECT_EQ(changedRoutes(*fx), c.value == 999 ? 0 : 1);
     }
     // Pass and input numbers outside 0..31 are ignored.
-    for (const char* line : {"ps32_in0=ps0", "ps0_in32=ps1", "ps-1_in0=ps0", "ps1_in-2=ps0", "ps100000_in0=layer1"})
+    for (const char* line :
+         {"ps32_in0=ps0", "ps0_in32=ps1", "ps-1_in0=ps0", "ps1_in-2=ps0", "ps100000_in0=layer1"})
         EXPECT_EQ(changedRoutes(*parsed(std::string("[routing]\n") + line + "\n")), 0) << line;
 }
 
 TEST(Parser, PassSectionsCommentsAndLineEndings)
 {
-    auto fx = parsed(
-        "[settings]\r\n; comment\nname=n\r\n/ other\n\r\n"
-        "[vs]\n// dropped\nvoid main(){}\n"
-        "[ps0]\n// kept\n; kept too\nline\r\n"
-        "[ps1]\nold\n[ps1]\nnew\n"  // a repeated header starts the source again
-        "[ps2]\nps0\n"              // alias of a pass in use
-        "[ps3]\nps5\n"              // pass 5 is not in use: no alias
-        "[ps40]\nnever\n");
+    auto fx = parsed("[settings]\r\n; comment\nname=n\r\n/ other\n\r\n"
+                     "[vs]\n// dropped\nvoid main(){}\n"
+                     "[ps0]\n// kept\n; kept too\nline\r\n"
+                     "[ps1]\nold\n[ps1]\nnew\n" // a repeated header starts the source again
+                     "[ps2]\nps0\n"             // alias of a pass in use
+                     "[ps3]\nps5\n"             // pass 5 is not in use: no alias
+                     "[ps40]\nnever\n");
     EXPECT_EQ(fx->settings.name, "n");
     EXPECT_EQ(fx->vertex, "void main(){}\n");
     EXPECT_EQ(fx->passSource(0), "// kept\n; kept too\nline\n");
@@ -277,16 +283,15 @@ TEST(Parser, PassSectionsCommentsAndLineEndings)
 
 TEST(Parser, Presets)
 {
-    auto fx = parsed(
-        "[par1]\nparam=a\n[preset]\na=1\n[presetx]\na=2\n"  // before any resolved header: ignored
-        "[par2]\nparam=look\ntype=popup\npopup=a|b\nflags=3\n"
-        "[par3]\nparam=amount\n"
-        "[par4]\nparam=tint\ntype=color\n"
-        "[preset_look_1]\namount=0.5\ntint=0.1|0.2|0.3\nmissing=1\n=2\n"
-        "[preset_nobody_0]\namount=9\n"
-        "[preset_look_0]\namount=0.25\n"
-        "[preset_later_0]\namount=3\n"
-        "[par5]\nparam=later\n");
+    auto fx = parsed("[par1]\nparam=a\n[preset]\na=1\n[presetx]\na=2\n" // before any resolved header: ignored
+                     "[par2]\nparam=look\ntype=popup\npopup=a|b\nflags=3\n"
+                     "[par3]\nparam=amount\n"
+                     "[par4]\nparam=tint\ntype=color\n"
+                     "[preset_look_1]\namount=0.5\ntint=0.1|0.2|0.3\nmissing=1\n=2\n"
+                     "[preset_nobody_0]\namount=9\n"
+                     "[preset_look_0]\namount=0.25\n"
+                     "[preset_later_0]\namount=3\n"
+                     "[par5]\nparam=later\n");
     const auto& presets = fx->settings.presets;
     ASSERT_EQ(presets.size(), 2u);
     const auto& p1 = presets.at({2, 1}).values;
@@ -301,9 +306,8 @@ TEST(Parser, Presets)
 
 TEST(Parser, BlocksExpandBeforeLinesAreRead)
 {
-    auto fx = parsed(
-        "@@head [settings]\nname=fromblock\n@@"
-        "\n@@head\n[ps0]\n@@body\n");
+    auto fx = parsed("@@head [settings]\nname=fromblock\n@@"
+                     "\n@@head\n[ps0]\n@@body\n");
     EXPECT_EQ(fx->settings.name, "fromblock");
     // A later "@@" is a definition too; unclosed, it runs to the end.
     EXPECT_EQ(fx->passSource(0), glfxtext::defaultFragmentShader());
@@ -338,9 +342,8 @@ TEST(Parser, BlockExpansionIsBoundedInSize)
 TEST(Parser, ParsingAgainForgetsThePreviousDescription)
 {
     cglfx fx;
-    std::string first =
-        "[settings]\nname=one\nshaders=3\n[par1]\nparam=a\ntype=popup\npopup=x|y\nflags=3\n"
-        "[par2]\nparam=b\n[preset_a_1]\nb=1\n[ps1]\nfirst\n[vs]\nvs\n";
+    std::string first = "[settings]\nname=one\nshaders=3\n[par1]\nparam=a\ntype=popup\npopup=x|y\nflags=3\n"
+                        "[par2]\nparam=b\n[preset_a_1]\nb=1\n[ps1]\nfirst\n[vs]\nvs\n";
     fx.parse(first);
     ASSERT_EQ(fx.settings.presets.size(), 1u);
     std::string second = "[par2]\ntype=float\n";
@@ -373,12 +376,13 @@ TEST(Parser, HostileNumbersWriteNothingOutsideTheTables)
 
     // A large shader count from the settings: aliases still only copy passes
     // of the table, and a negative alias is no alias.
-    auto big = parsed("[settings]\nshaders=1000\nparams=100000\n[ps0]\nA\n[ps1]\nps999\n[ps2]\nps-1\n[ps3]\nps1\n");
+    auto big =
+        parsed("[settings]\nshaders=1000\nparams=100000\n[ps0]\nA\n[ps1]\nps999\n[ps2]\nps-1\n[ps3]\nps1\n");
     EXPECT_EQ(big->settings.shaders, 1000);
     EXPECT_EQ(big->settings.params, 100000);
     EXPECT_EQ(big->passSource(1), "ps999\n");
     EXPECT_EQ(big->passSource(2), "ps-1\n");
-    EXPECT_EQ(big->passSource(3), "ps999\n");  // copy of pass 1 as it stands
+    EXPECT_EQ(big->passSource(3), "ps999\n"); // copy of pass 1 as it stands
 
     // A negative shader count from the settings: a later pass header raises it.
     auto negShaders = parsed("[settings]\nshaders=-3\nparams=-7\n[ps1]\nB\n[par2]\nparam=u\n");
@@ -390,8 +394,9 @@ TEST(Parser, HostileNumbersWriteNothingOutsideTheTables)
 // under the sanitizers, an access outside a table fails the test too).
 TEST(Parser, RandomBytesGiveADescriptionWithinBounds)
 {
-    const char* pieces[] = {"[par", "[ps", "[vs]", "[settings]", "[routing]", "[preset_", "]", "=", "|", "_in",
-                            "layer", "ps", "@@", "\n", "\r", "type=", "popup", "default=", "-", "99", "31", "128"};
+    const char* pieces[] = {
+        "[par", "[ps", "[vs]", "[settings]", "[routing]", "[preset_", "]",        "=", "|",  "_in", "layer",
+        "ps",   "@@",  "\n",   "\r",         "type=",     "popup",    "default=", "-", "99", "31",  "128"};
     std::mt19937 rng(2024);
     for (int round = 0; round < 2000; ++round) {
         std::string text;
@@ -416,4 +421,4 @@ TEST(Parser, RandomBytesGiveADescriptionWithinBounds)
     }
 }
 
-}  // namespace
+} // namespace

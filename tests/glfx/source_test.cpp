@@ -44,7 +44,7 @@ TEST(DescriptionSource, PlainEncipheredAndUserFile)
     const std::string marked = glfxtext::markerWord() + " anything after the word";
     EXPECT_EQ(descriptionText(marked.c_str()), userText);
     fs::remove(file);
-    EXPECT_EQ(descriptionText(marked.c_str()), "");  // missing file: empty text
+    EXPECT_EQ(descriptionText(marked.c_str()), ""); // missing file: empty text
 
     ::setenv("XDG_CONFIG_HOME", "", 1);
     ::setenv("HOME", "/home/someone", 1);
@@ -61,4 +61,4 @@ TEST(DescriptionSource, PlainEncipheredAndUserFile)
     fs::remove_all(dir);
 }
 
-}  // namespace
+} // namespace

@@ -20,14 +20,14 @@ TEST(Text, StrReplace)
     };
     const Case cases[] = {
         {"true|true", "true", "1.0", "1.0|1.0"},
-        {"a", "a", "aa", "aa"},                 // replacement is not searched again
+        {"a", "a", "aa", "aa"}, // replacement is not searched again
         {"aaa", "aa", "b", "ba"},
         {"xyz", "q", "r", "xyz"},
-        {"abc", "", "X", "abc"},                // empty search: unchanged, terminates
+        {"abc", "", "X", "abc"}, // empty search: unchanged, terminates
         {"abab", "ab", "", ""},
         {"", "a", "b", ""},
-        {"aab", "ab", "b", "ab"},               // a match formed with the text before is not taken
-        {"abb", "ab", "a", "ab"},               // nor one formed with the text after
+        {"aab", "ab", "b", "ab"}, // a match formed with the text before is not taken
+        {"abb", "ab", "a", "ab"}, // nor one formed with the text after
         {"a.b.c", ".", "..", "a..b..c"},
     };
     for (const auto& c : cases) {
@@ -61,7 +61,7 @@ TEST(Text, IntToStringAndDecodeString)
     EXPECT_EQ(intToString(-2147483647 - 1), "-2147483648");
 
     EXPECT_EQ(decodeString("?afk"), "abc");
-    EXPECT_EQ(decodeString("xabc"), "abc");  // no '?': only the marker goes
+    EXPECT_EQ(decodeString("xabc"), "abc"); // no '?': only the marker goes
     EXPECT_EQ(decodeString(""), "");
     EXPECT_EQ(decodeString("?"), "");
     // Control characters and DEL stay; shifting wraps within 32..126.
@@ -72,7 +72,8 @@ TEST(Text, IntToStringAndDecodeString)
 TEST(Text, ScramblerRoundTripsEveryPrintableCharacter)
 {
     static constexpr char kAll[] =
-        " !\"#$%&'()*+,-./0123456789:;<=>?@ABCDEFGHIJKLMNOPQRSTUVWXYZ[\\]^_`abcdefghijklmnopqrstuvwxyz{|}~\n\t";
+        " !\"#$%&'()*+,-./"
+        "0123456789:;<=>?@ABCDEFGHIJKLMNOPQRSTUVWXYZ[\\]^_`abcdefghijklmnopqrstuvwxyz{|}~\n\t";
     static constexpr auto scrambled = glfxscramble::scramble(kAll);
     static_assert(glfxscramble::roundTrips(scrambled, kAll), "compile-time round trip");
     EXPECT_EQ(decodeString(scrambled.str()), std::string(kAll));
@@ -117,4 +118,4 @@ TEST(Text, LoadFile)
     EXPECT_EQ(loadFile("/"), "");
 }
 
-}  // namespace
+} // namespace

@@ -19,20 +19,24 @@ namespace {
 enum { kAmount = 1, kInvert, kMode, kTint, kAngle, kCenter, kOther };
 
 struct Fixture {
-    explicit Fixture(HostMode mode = HostMode::AfterEffects) : plugin(HOST_TEST_PLUGIN), session(plugin, mode) {}
+    explicit Fixture(HostMode mode = HostMode::AfterEffects) : plugin(HOST_TEST_PLUGIN), session(plugin, mode)
+    {}
     Plugin plugin;
     Session session;
 };
 
-bool hasProblem(const Session& s, const std::string& part) {
+bool hasProblem(const Session& s, const std::string& part)
+{
     for (const std::string& p : s.records().problems)
-        if (p.find(part) != std::string::npos) return true;
+        if (p.find(part) != std::string::npos)
+            return true;
     return false;
 }
 
-}  // namespace
+} // namespace
 
-TEST(HostPlugin, LoadErrorsAndTheEffectText) {
+TEST(HostPlugin, LoadErrorsAndTheEffectText)
+{
     try {
         Plugin p("/nonexistent/dir/glfxplugin.so");
         FAIL() << "loading a missing file must throw";
@@ -43,7 +47,7 @@ TEST(HostPlugin, LoadErrorsAndTheEffectText) {
     EXPECT_EQ(Plugin::defaultPath("/opt/x/"), "/opt/x/glfxplugin.so");
     const std::string self = Plugin::defaultPath();
     EXPECT_EQ(self.substr(self.rfind('/')), "/glfxplugin.so");
-    EXPECT_NE(self.find("tests/host"), std::string::npos) << self;   // beside this test program
+    EXPECT_NE(self.find("tests/host"), std::string::npos) << self; // beside this test program
 
     // The text handed to the plug-in is the host's own copy.
     Plugin p(HOST_TEST_PLUGIN);
@@ -56,14 +60,15 @@ TEST(HostPlugin, LoadErrorsAndTheEffectText) {
     EXPECT_STREQ(p.effectText(), "my effect");
 }
 
-TEST(HostSession, ParametersAsAddedAndInHostUnits) {
+TEST(HostSession, ParametersAsAddedAndInHostUnits)
+{
     Fixture f;
     ASSERT_EQ(f.session.globalSetup(), PF_Err_NONE);
     ASSERT_EQ(f.session.paramsSetup(), PF_Err_NONE);
     const auto& added = f.session.added();
     ASSERT_EQ(added.size(), 7u);
     EXPECT_EQ(f.session.records().numParams, 8);
-    for (int i = 0; i < 7; ++i) {   // the plug-in's ids are 2..8, in order
+    for (int i = 0; i < 7; ++i) { // the plug-in's ids are 2..8, in order
         SCOPED_TRACE(i);
         EXPECT_EQ(added[i].descIndex, i + 1);
         EXPECT_EQ(added[i].hostIndex, i + 1);
@@ -80,13 +85,13 @@ TEST(HostSession, ParametersAsAddedAndInHostUnits) {
     // Point defaults are percent until the layer size is known, then pixels.
     EXPECT_EQ(f.session.value(kCenter).u.td.x_value, 25 * 65536);
     f.session.setLayerSize(200, 100);
-    EXPECT_EQ(f.session.value(kCenter).u.td.x_value, 50 * 65536);   // 25% of 200
-    EXPECT_EQ(f.session.value(kCenter).u.td.y_value, 50 * 65536);   // 50% of 100
-    EXPECT_EQ(added[kCenter - 1].def.u.td.x_value, 25 * 65536);      // definition kept as added
-    f.session.setLayerSize(400, 400);                                // converted once only
+    EXPECT_EQ(f.session.value(kCenter).u.td.x_value, 50 * 65536); // 25% of 200
+    EXPECT_EQ(f.session.value(kCenter).u.td.y_value, 50 * 65536); // 50% of 100
+    EXPECT_EQ(added[kCenter - 1].def.u.td.x_value, 25 * 65536);   // definition kept as added
+    f.session.setLayerSize(400, 400);                             // converted once only
     EXPECT_EQ(f.session.value(kCenter).u.td.x_value, 50 * 65536);
 
-    f.session.setFloat(kAmount, 250.0);   // clamped to the valid range
+    f.session.setFloat(kAmount, 250.0); // clamped to the valid range
     EXPECT_EQ(f.session.value(kAmount).u.fs_d.value, 100.0);
     f.session.setAngle(kAngle, -12.5);
     EXPECT_EQ(f.session.value(kAngle).u.ad.value, -12 * 65536 - 32768);
@@ -101,7 +106,8 @@ TEST(HostSession, ParametersAsAddedAndInHostUnits) {
     EXPECT_THROW(f.session.paramsSetup(), std::logic_error);
 }
 
-TEST(HostSession, UserChangeAppliesWrittenBackValuesAndRecordsStreams) {
+TEST(HostSession, UserChangeAppliesWrittenBackValuesAndRecordsStreams)
+{
     Fixture f;
     f.session.setLayerSize(64, 32);
     ASSERT_EQ(f.session.start(), PF_Err_NONE);
@@ -111,7 +117,7 @@ TEST(HostSession, UserChangeAppliesWrittenBackValuesAndRecordsStreams) {
     EXPECT_EQ(r.commands.back().outFlags, PF_OutFlag_REFRESH_UI | PF_OutFlag_FORCE_RERENDER);
     // Taken over only with the changed flag.
     EXPECT_EQ(f.session.value(kAmount).u.fs_d.value, 30.0);
-    EXPECT_EQ(f.session.value(kCenter).u.td.x_value, 16 * 65536);   // 25% of 64, unchanged
+    EXPECT_EQ(f.session.value(kCenter).u.td.x_value, 16 * 65536); // 25% of 64, unchanged
     ASSERT_EQ(r.uiFlags.count(kTint), 1u);
     EXPECT_EQ(r.uiFlags.at(kTint), PF_PUI_DISABLED);
     EXPECT_EQ(f.session.added()[kTint - 1].def.ui_flags, PF_PUI_DISABLED);
@@ -138,7 +144,8 @@ TEST(HostSession, UserChangeAppliesWrittenBackValuesAndRecordsStreams) {
     EXPECT_TRUE(r.problems.empty()) << r.problems.front();
 }
 
-TEST(HostSession, RenderRejectsWorldsTheHostWouldNotOffer) {
+TEST(HostSession, RenderRejectsWorldsTheHostWouldNotOffer)
+{
     Fixture ae, pr(HostMode::Premiere);
     ASSERT_EQ(ae.session.start(), PF_Err_NONE);
     ASSERT_EQ(pr.session.start(), PF_Err_NONE);
@@ -150,7 +157,8 @@ TEST(HostSession, RenderRejectsWorldsTheHostWouldNotOffer) {
     EXPECT_EQ(pr.session.render(bgra, bgra2), PF_Err_NONE);
 }
 
-TEST(HostCallbacks, HandlesAndAnsiAreReal) {
+TEST(HostCallbacks, HandlesAndAnsiAreReal)
+{
     Fixture f;
     const PF_UtilCallbacks* u = f.session.inData().utils;
     const int before = liveHandlesTotal();
@@ -163,7 +171,7 @@ TEST(HostCallbacks, HandlesAndAnsiAreReal) {
     u->host_unlock_handle(h);
     ASSERT_EQ(u->host_resize_handle(4000, &h), PF_Err_NONE);
     EXPECT_EQ(u->host_get_handle_size(h), 4000);
-    EXPECT_EQ(static_cast<unsigned char*>(*h)[9], 7);   // contents kept
+    EXPECT_EQ(static_cast<unsigned char*>(*h)[9], 7); // contents kept
     EXPECT_EQ(liveHandlesTotal(), before + 1);
     u->host_dispose_handle(h);
     EXPECT_EQ(liveHandlesTotal(), before);
@@ -179,16 +187,29 @@ TEST(HostCallbacks, HandlesAndAnsiAreReal) {
     EXPECT_DOUBLE_EQ(u->ansi.hypot(3.0, 4.0), 5.0);
 }
 
-TEST(HostCallbacks, SuitesByNameAndVersion) {
+TEST(HostCallbacks, SuitesByNameAndVersion)
+{
     Fixture f;
     SPBasicSuite* sp = f.session.inData().pica_basicP;
-    struct Case { const char* name; A_long version; bool offered; };
-    const Case cases[] = {
-        {kPFPixelFormatSuite, 1, true}, {kPFHandleSuite, 1, true}, {kPFWorldSuite, 2, true},
-        {kPFParamUtilsSuite, 3, true}, {kPFANSISuite, 1, true}, {kAEGPUtilitySuite, kAEGPUtilitySuiteVersion4, true},
-        {kAEGPMemorySuite, 1, true}, {kAEGPPFInterfaceSuite, 1, true}, {kAEGPEffectSuite, 3, true},
-        {kAEGPStreamSuite, kAEGPStreamSuiteVersion2, true}, {kAEGPDynamicStreamSuite, 2, true},
-        {kPFWorldSuite, 1, false}, {"PF Fill Matte Suite", 1, false}, {"", 1, false}};
+    struct Case {
+        const char* name;
+        A_long version;
+        bool offered;
+    };
+    const Case cases[] = {{kPFPixelFormatSuite, 1, true},
+                          {kPFHandleSuite, 1, true},
+                          {kPFWorldSuite, 2, true},
+                          {kPFParamUtilsSuite, 3, true},
+                          {kPFANSISuite, 1, true},
+                          {kAEGPUtilitySuite, kAEGPUtilitySuiteVersion4, true},
+                          {kAEGPMemorySuite, 1, true},
+                          {kAEGPPFInterfaceSuite, 1, true},
+                          {kAEGPEffectSuite, 3, true},
+                          {kAEGPStreamSuite, kAEGPStreamSuiteVersion2, true},
+                          {kAEGPDynamicStreamSuite, 2, true},
+                          {kPFWorldSuite, 1, false},
+                          {"PF Fill Matte Suite", 1, false},
+                          {"", 1, false}};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         const void* suite = reinterpret_cast<const void*>(1);
@@ -212,7 +233,8 @@ TEST(HostCallbacks, SuitesByNameAndVersion) {
     EXPECT_EQ(r.suiteAcquires.count(kAEGPUtilitySuite), 0u);
 }
 
-TEST(HostCallbacks, WorldSuiteFormatsAndNewWorlds) {
+TEST(HostCallbacks, WorldSuiteFormatsAndNewWorlds)
+{
     Fixture f;
     SPBasicSuite* sp = f.session.inData().pica_basicP;
     const void* p = nullptr;
@@ -232,8 +254,10 @@ TEST(HostCallbacks, WorldSuiteFormatsAndNewWorlds) {
 
     // Worlds asked for by format: padded rows, the format asked for, owned until disposed of.
     const PF_ProgPtr ref = f.session.inData().effect_ref;
-    const struct { PF_PixelFormat format; int pixelSize; } formats[] = {
-        {PF_PixelFormat_ARGB32, 4}, {PF_PixelFormat_ARGB64, 8}, {PF_PixelFormat_ARGB128, 16}};
+    const struct {
+        PF_PixelFormat format;
+        int pixelSize;
+    } formats[] = {{PF_PixelFormat_ARGB32, 4}, {PF_PixelFormat_ARGB64, 8}, {PF_PixelFormat_ARGB128, 16}};
     for (const auto& c : formats) {
         PF_EffectWorld w{};
         ASSERT_EQ(ws->PF_NewWorld(ref, 5, 3, 1, c.format, &w), PF_Err_NONE);
@@ -244,20 +268,25 @@ TEST(HostCallbacks, WorldSuiteFormatsAndNewWorlds) {
         EXPECT_EQ(f.session.liveWorlds(), 1);
         ASSERT_EQ(ws->PF_DisposeWorld(ref, &w), PF_Err_NONE);
         EXPECT_EQ(f.session.liveWorlds(), 0);
-        EXPECT_NE(ws->PF_DisposeWorld(ref, &w), PF_Err_NONE);   // twice is refused
+        EXPECT_NE(ws->PF_DisposeWorld(ref, &w), PF_Err_NONE); // twice is refused
     }
     PF_EffectWorld w{};
     EXPECT_NE(ws->PF_NewWorld(ref, 5, 3, 1, PF_PixelFormat_BGRA32, &w), PF_Err_NONE);
     EXPECT_NE(ws->PF_NewWorld(ref, 0, 3, 1, PF_PixelFormat_ARGB32, &w), PF_Err_NONE);
 }
 
-TEST(HostCallbacks, ScriptsKnowAlertOnly) {
+TEST(HostCallbacks, ScriptsKnowAlertOnly)
+{
     // Each script run directly, then by the test plug-in in a command (its
     // effect text), where the host records the alerts it shows.
     Fixture f;
     ASSERT_EQ(f.session.start(), PF_Err_NONE);
     AEGP_SuiteHandler suites(f.session.inData().pica_basicP);
-    struct Case { const char* script; bool ok; std::vector<std::string> alerts; };
+    struct Case {
+        const char* script;
+        bool ok;
+        std::vector<std::string> alerts;
+    };
     const Case cases[] = {
         {"alert('a\"b\\\\c\\td');", true, {"a\"b\\c\td"}},
         {"alert(\"x\");  alert('y')", true, {"x", "y"}},
@@ -281,8 +310,10 @@ TEST(HostCallbacks, ScriptsKnowAlertOnly) {
             suites.MemorySuite()->AEGP_GetMemHandleSize(error, &size);
             EXPECT_GT(size, 1u);
         }
-        if (result) suites.MemorySuite()->AEGP_FreeMemHandle(result);
-        if (error) suites.MemorySuite()->AEGP_FreeMemHandle(error);
+        if (result)
+            suites.MemorySuite()->AEGP_FreeMemHandle(result);
+        if (error)
+            suites.MemorySuite()->AEGP_FreeMemHandle(error);
 
         f.plugin.setEffectText(c.script);
         EXPECT_EQ(f.session.doDialog(), c.ok ? PF_Err_NONE : PF_Err_BAD_CALLBACK_PARAM);
@@ -293,7 +324,8 @@ TEST(HostCallbacks, ScriptsKnowAlertOnly) {
     EXPECT_EQ(f.session.liveMemHandles(), 0);
 }
 
-TEST(HostCallbacks, MisuseIsRefusedAndRecorded) {
+TEST(HostCallbacks, MisuseIsRefusedAndRecorded)
+{
     Fixture f;
     ASSERT_EQ(f.session.start(), PF_Err_NONE);
     PF_InData in = f.session.inData();

@@ -7,8 +7,16 @@
 
 using glfxhost::World;
 
-TEST(World, RowsArePaddedNeverPackedAndFormatPerDepth) {
-    struct Case { int depth; bool bgra; int padding; int pixelSize; PF_PixelFormat format; PrPixelFormat pr; };
+TEST(World, RowsArePaddedNeverPackedAndFormatPerDepth)
+{
+    struct Case {
+        int depth;
+        bool bgra;
+        int padding;
+        int pixelSize;
+        PF_PixelFormat format;
+        PrPixelFormat pr;
+    };
     const Case cases[] = {{8, false, 16, 4, PF_PixelFormat_ARGB32, PF_PixelFormat_ARGB32},
                           {16, false, 16, 8, PF_PixelFormat_ARGB64, PF_PixelFormat_ARGB64},
                           {32, false, 16, 16, PF_PixelFormat_ARGB128, PF_PixelFormat_ARGB128},
@@ -34,16 +42,18 @@ TEST(World, RowsArePaddedNeverPackedAndFormatPerDepth) {
     EXPECT_EQ(PrPixelFormat_BGRA_4444_8u, 0x61726762);
 }
 
-TEST(World, RejectsBadShapes) {
+TEST(World, RejectsBadShapes)
+{
     EXPECT_THROW(World(0, 4, 8), std::invalid_argument);
     EXPECT_THROW(World(4, -1, 8), std::invalid_argument);
     EXPECT_THROW(World(4, 4, 12), std::invalid_argument);
-    EXPECT_THROW(World(4, 4, 16, true), std::invalid_argument);      // BGRA is 8-bit only
-    EXPECT_THROW(World(4, 4, 32, false, 6), std::invalid_argument);  // not whole floats
+    EXPECT_THROW(World(4, 4, 16, true), std::invalid_argument);     // BGRA is 8-bit only
+    EXPECT_THROW(World(4, 4, 32, false, 6), std::invalid_argument); // not whole floats
     EXPECT_THROW(World(4, 4, 8, false, -4), std::invalid_argument);
 }
 
-TEST(World, ChannelOrderAndRangeInMemory) {
+TEST(World, ChannelOrderAndRangeInMemory)
+{
     // Pixel (1, 1) as written, byte for byte: 0.25 × 255 = 63.75 gives 64,
     // 0.5 × 255 = 127.5 rounds up; 16-bit full scale is 32768, not 65535;
     // floats are stored as given, unclamped.
@@ -52,9 +62,16 @@ TEST(World, ChannelOrderAndRangeInMemory) {
     const uint8_t bgra8[4] = {0, 128, 255, 64};
     const PF_Pixel16 argb16{8192, 32768, 16384, 0};
     const PF_PixelFloat argb32{1.0f, 1.5f, -0.25f, 0.125f};
-    const struct { int depth; bool bgra; const float* in; const void* want; size_t size; } cases[] = {
-        {8, false, rgba, &argb8, 4}, {8, true, rgba, bgra8, 4}, {16, false, rgba, &argb16, 8},
-        {32, false, wide, &argb32, 16}};
+    const struct {
+        int depth;
+        bool bgra;
+        const float* in;
+        const void* want;
+        size_t size;
+    } cases[] = {{8, false, rgba, &argb8, 4},
+                 {8, true, rgba, bgra8, 4},
+                 {16, false, rgba, &argb16, 8},
+                 {32, false, wide, &argb32, 16}};
     for (const auto& c : cases) {
         SCOPED_TRACE(std::to_string(c.depth) + (c.bgra ? " bgra" : ""));
         World w(2, 2, c.depth, c.bgra);
@@ -63,7 +80,8 @@ TEST(World, ChannelOrderAndRangeInMemory) {
     }
 }
 
-TEST(World, IntegerDepthsClampAndRoundTrip) {
+TEST(World, IntegerDepthsClampAndRoundTrip)
+{
     for (int depth : {8, 16}) {
         World w(3, 1, depth);
         const float over[4] = {2.0f, -1.0f, 0.5f, 1.0f};
@@ -76,17 +94,20 @@ TEST(World, IntegerDepthsClampAndRoundTrip) {
     }
     World w(16, 16, 8);
     std::vector<float> img(16 * 16 * 4);
-    for (size_t i = 0; i < img.size(); ++i) img[i] = static_cast<float>(i % 256) / 255.0f;
+    for (size_t i = 0; i < img.size(); ++i)
+        img[i] = static_cast<float>(i % 256) / 255.0f;
     w.fromRGBA(img);
     std::vector<float> back = w.toRGBA();
     ASSERT_EQ(back.size(), img.size());
-    for (size_t i = 0; i < img.size(); ++i) ASSERT_FLOAT_EQ(back[i], img[i]) << i;
+    for (size_t i = 0; i < img.size(); ++i)
+        ASSERT_FLOAT_EQ(back[i], img[i]) << i;
     EXPECT_TRUE(w.paddingIntact());
     EXPECT_THROW(w.fromRGBA(std::vector<float>(10)), std::invalid_argument);
     EXPECT_THROW(w.getPixel(16, 0, back.data()), std::out_of_range);
 }
 
-TEST(World, MoveKeepsTheWorldValid) {
+TEST(World, MoveKeepsTheWorldValid)
+{
     World a(4, 4, 16);
     a.fill(0.25f, 0.5f, 0.75f, 1.0f);
     World b(std::move(a));

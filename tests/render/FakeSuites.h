@@ -29,9 +29,9 @@ public:
     // What the host answers.
     PF_PixelFormat pixelFormat = PF_PixelFormat_ARGB32;
     SPErr worldAcquireError = kSPNoError;
-    std::map<int, A_Err> flagErrors;      // AEGP_SetDynamicStreamFlag, per stream index
-    PF_Err updateUIError = PF_Err_NONE;   // PF_UpdateParamUI
-    bool withAEGP = true;                 // offer the AEGP suites at all
+    std::map<int, A_Err> flagErrors;    // AEGP_SetDynamicStreamFlag, per stream index
+    PF_Err updateUIError = PF_Err_NONE; // PF_UpdateParamUI
+    bool withAEGP = true;               // offer the AEGP suites at all
 
     // What the plug-in did.
     struct UIUpdate {
@@ -40,11 +40,11 @@ public:
         A_long changeFlags;
     };
     std::vector<UIUpdate> uiUpdates;
-    std::vector<std::pair<int, bool>> hiddenCalls;  // (stream index, hidden)
+    std::vector<std::pair<int, bool>> hiddenCalls; // (stream index, hidden)
     std::vector<std::pair<int, std::string>> nameCalls;
-    int effectsOut = 0;   // effects obtained and not yet disposed
+    int effectsOut = 0; // effects obtained and not yet disposed
     int streamsOut = 0;
-    int suitesOut = 0;    // suites acquired and not yet released
+    int suitesOut = 0; // suites acquired and not yet released
     int effectsObtained = 0;
     AEGP_PluginID lastPluginID = -1;
 
@@ -52,7 +52,10 @@ public:
 
 private:
     // Streams are handed out as small integers in disguise: index + 1.
-    static int streamIndex(AEGP_StreamRefH s) { return static_cast<int>(reinterpret_cast<std::intptr_t>(s)) - 1; }
+    static int streamIndex(AEGP_StreamRefH s)
+    {
+        return static_cast<int>(reinterpret_cast<std::intptr_t>(s)) - 1;
+    }
 
     static const void* suite(const char* name)
     {
@@ -71,26 +74,33 @@ private:
                 current->uiUpdates.push_back({i, d->ui_flags, d->uu.change_flags});
                 return current->updateUIError;
             };
-            pfInterface.AEGP_GetNewEffectForEffect = [](AEGP_PluginID id, PF_ProgPtr, AEGP_EffectRefH* e) -> A_Err {
+            pfInterface.AEGP_GetNewEffectForEffect = [](AEGP_PluginID id, PF_ProgPtr,
+                                                        AEGP_EffectRefH* e) -> A_Err {
                 current->lastPluginID = id;
                 ++current->effectsOut;
                 ++current->effectsObtained;
                 *e = reinterpret_cast<AEGP_EffectRefH>(current);
                 return A_Err_NONE;
             };
-            effect.AEGP_DisposeEffect = [](AEGP_EffectRefH) -> A_Err { return --current->effectsOut, A_Err_NONE; };
+            effect.AEGP_DisposeEffect = [](AEGP_EffectRefH) -> A_Err {
+                return --current->effectsOut, A_Err_NONE;
+            };
             stream.AEGP_GetNewEffectStreamByIndex = [](AEGP_PluginID, AEGP_EffectRefH, PF_ParamIndex i,
                                                        AEGP_StreamRefH* s) -> A_Err {
                 ++current->streamsOut;
                 *s = reinterpret_cast<AEGP_StreamRefH>(static_cast<std::intptr_t>(i + 1));
                 return A_Err_NONE;
             };
-            stream.AEGP_DisposeStream = [](AEGP_StreamRefH) -> A_Err { return --current->streamsOut, A_Err_NONE; };
+            stream.AEGP_DisposeStream = [](AEGP_StreamRefH) -> A_Err {
+                return --current->streamsOut, A_Err_NONE;
+            };
             dynamic.AEGP_SetDynamicStreamFlag = [](AEGP_StreamRefH s, AEGP_DynStreamFlags flag, A_Boolean,
                                                    A_Boolean set) -> A_Err {
-                if (flag != AEGP_DynStreamFlag_HIDDEN) return PF_Err_BAD_CALLBACK_PARAM;
+                if (flag != AEGP_DynStreamFlag_HIDDEN)
+                    return PF_Err_BAD_CALLBACK_PARAM;
                 const auto e = current->flagErrors.find(streamIndex(s));
-                if (e != current->flagErrors.end() && e->second) return e->second;
+                if (e != current->flagErrors.end() && e->second)
+                    return e->second;
                 current->hiddenCalls.push_back({streamIndex(s), set != 0});
                 return A_Err_NONE;
             };
@@ -102,20 +112,28 @@ private:
         }();
         (void)filled;
         const bool aegp = current->withAEGP;
-        if (!std::strcmp(name, kPFWorldSuite)) return &world;
-        if (!std::strcmp(name, kPFParamUtilsSuite)) return &utils;
-        if (aegp && !std::strcmp(name, kAEGPPFInterfaceSuite)) return &pfInterface;
-        if (aegp && !std::strcmp(name, kAEGPEffectSuite)) return &effect;
-        if (aegp && !std::strcmp(name, kAEGPStreamSuite)) return &stream;
-        if (aegp && !std::strcmp(name, kAEGPDynamicStreamSuite)) return &dynamic;
+        if (!std::strcmp(name, kPFWorldSuite))
+            return &world;
+        if (!std::strcmp(name, kPFParamUtilsSuite))
+            return &utils;
+        if (aegp && !std::strcmp(name, kAEGPPFInterfaceSuite))
+            return &pfInterface;
+        if (aegp && !std::strcmp(name, kAEGPEffectSuite))
+            return &effect;
+        if (aegp && !std::strcmp(name, kAEGPStreamSuite))
+            return &stream;
+        if (aegp && !std::strcmp(name, kAEGPDynamicStreamSuite))
+            return &dynamic;
         return nullptr;
     }
 
     static SPErr acquire(const char* name, A_long, const void** s)
     {
         *s = nullptr;
-        if (!std::strcmp(name, kPFWorldSuite) && current->worldAcquireError) return current->worldAcquireError;
-        if (!(*s = suite(name))) return kSPSuiteNotFoundError;
+        if (!std::strcmp(name, kPFWorldSuite) && current->worldAcquireError)
+            return current->worldAcquireError;
+        if (!(*s = suite(name)))
+            return kSPSuiteNotFoundError;
         ++current->suitesOut;
         return kSPNoError;
     }

@@ -28,7 +28,10 @@ struct TestWorld {
     }
     std::uint8_t* row(int y) { return bytes.data() + static_cast<std::size_t>(y) * def.rowbytes; }
     template <typename T>
-    T* pixel(int x, int y) { return reinterpret_cast<T*>(row(y)) + 4 * x; }
+    T* pixel(int x, int y)
+    {
+        return reinterpret_cast<T*>(row(y)) + 4 * x;
+    }
 };
 
 // A float RGBA buffer as the record holds them (malloc'd: the record's owner
@@ -36,8 +39,10 @@ struct TestWorld {
 inline float* newBuffer(std::size_t pixels, float fill = 0.0f)
 {
     float* b = static_cast<float*>(std::malloc(pixels * 4 * sizeof(float)));
-    if (!b) throw std::bad_alloc();
-    for (std::size_t i = 0; i < pixels * 4; ++i) b[i] = fill;
+    if (!b)
+        throw std::bad_alloc();
+    for (std::size_t i = 0; i < pixels * 4; ++i)
+        b[i] = fill;
     return b;
 }
 
@@ -48,7 +53,8 @@ struct TestRecord {
     ~TestRecord()
     {
         std::free(d.outputBuffer == d.layerBuffers[0] ? nullptr : d.outputBuffer);
-        for (float* b : d.layerBuffers) std::free(b);
+        for (float* b : d.layerBuffers)
+            std::free(b);
     }
     TestRecord(const TestRecord&) = delete;
     TestRecord& operator=(const TestRecord&) = delete;

@@ -40,7 +40,10 @@ protected:
         s.shaders = shaders;
         s.fast = fast;
     }
-    PF_Err render(PF_LayerDef* output, TestRecord& r) { return MyDoRender(&in, nullptr, &r.d, nullptr, output, nullptr); }
+    PF_Err render(PF_LayerDef* output, TestRecord& r)
+    {
+        return MyDoRender(&in, nullptr, &r.d, nullptr, output, nullptr);
+    }
     PF_Err render(PF_LayerDef* output) { return render(output, rec); }
     static bool untouched(const TestWorld& w)
     {
@@ -61,8 +64,8 @@ TEST_F(DoRenderTest, FrameValues)
     const float inf = std::numeric_limits<float>::infinity();
     const Case cases[] = {
         {{4, 3}, {1, 2}, {1, 4}, 4.0f / 3.0f, 0.5f, 0.25f},
-        {{7, 0}, {1, 1}, {3, 1}, 1.0f, 1.0f, 3.0f},   // unknown ratio
-        {{1, 1}, {1, 0}, {-1, 0}, 1.0f, inf, -inf},   // downsampling is not guarded
+        {{7, 0}, {1, 1}, {3, 1}, 1.0f, 1.0f, 3.0f}, // unknown ratio
+        {{1, 1}, {1, 0}, {-1, 0}, 1.0f, inf, -inf}, // downsampling is not guarded
     };
     TestWorld in0(4, 4, 4), out(6, 5, 4, 8);
     rec.d.layers[0] = &in0.def;
@@ -80,7 +83,7 @@ TEST_F(DoRenderTest, FrameValues)
     EXPECT_EQ(1234, rec.d.time);
     EXPECT_EQ(6, rec.d.outputWidth);
     EXPECT_EQ(5, rec.d.outputHeight);
-    EXPECT_TRUE(rec.d.rebuild);  // no GPU context to rebuild: the flag waits for one
+    EXPECT_TRUE(rec.d.rebuild); // no GPU context to rebuild: the flag waits for one
 }
 
 TEST_F(DoRenderTest, BuffersGrowOnlyForLargerFrames)
@@ -89,7 +92,7 @@ TEST_F(DoRenderTest, BuffersGrowOnlyForLargerFrames)
     const struct {
         TestWorld* layer;
         bool sameBuffers;
-        int bufferW, bufferH;  // the size the buffers were last grown for
+        int bufferW, bufferH; // the size the buffers were last grown for
     } frames[] = {{&big, false, 40, 30}, {&small, true, 40, 30}, {&larger, false, 50, 40}};
     for (const auto& f : frames) {
         SCOPED_TRACE(f.layer->def.width);
@@ -120,14 +123,14 @@ TEST_F(DoRenderTest, OnlyALayerOfNoAreaCountsAsAHundredSquare)
     // buffers are sized for the larger of layer and output on each side.
     describe(3, 0, 1, false);
     struct Case {
-        int w, h;            // the layer world
-        int layerW, layerH;  // what the record gets
+        int w, h;           // the layer world
+        int layerW, layerH; // what the record gets
     };
     const Case cases[] = {
         {0, 0, 100, 100},
-        {0, 7, 100, 100},  // no area, though one side is not 0
+        {0, 7, 100, 100}, // no area, though one side is not 0
         {9, 0, 100, 100},
-        {-4, 5, -4, 5},    // a negative area is not 0: kept as it is
+        {-4, 5, -4, 5}, // a negative area is not 0: kept as it is
     };
     TestWorld in0(8, 8, 4), out(150, 20, 4);
     for (const Case& c : cases) {
@@ -175,7 +178,8 @@ TEST_F(DoRenderTest, OutputLargerThanTheInputKeepsItsBuffer)
     EXPECT_EQ(10, rec.d.outputBufferWidth);
     for (int y = 0; y < 20; ++y)
         for (int x = 0; x < 20; ++x)
-            for (int k = 0; k < 4; ++k) ASSERT_EQ(127, out.pixel<std::uint8_t>(x, y)[k]) << x << "," << y;
+            for (int k = 0; k < 4; ++k)
+                ASSERT_EQ(127, out.pixel<std::uint8_t>(x, y)[k]) << x << "," << y;
 
     // An output world beyond what was allocated gets a buffer that holds it.
     TestWorld bigOut(40, 40, 4);
@@ -206,12 +210,12 @@ TEST_F(DoRenderTest, ABufferThatCannotBeCountedIn32BitsFails)
 {
     PF_LayerDef huge{};
     huge.width = 40000;
-    huge.height = 40000;  // 25.6 GB of float pixels
+    huge.height = 40000; // 25.6 GB of float pixels
     TestWorld out(4, 4, 4);
     rec.d.layers[0] = &huge;
     EXPECT_THROW(render(&out.def), std::bad_alloc);
     EXPECT_EQ(nullptr, rec.d.layerBuffers[0]);
-    EXPECT_EQ(0, rec.d.bufferWidth[0]);  // tried again at the next frame
+    EXPECT_EQ(0, rec.d.bufferWidth[0]); // tried again at the next frame
 }
 
 TEST_F(DoRenderTest, SuiteFailureAndUnknownFormats)
@@ -227,7 +231,7 @@ TEST_F(DoRenderTest, SuiteFailureAndUnknownFormats)
     for (PF_PixelFormat f : others) {
         host.pixelFormat = f;
         EXPECT_EQ(PF_Err_BAD_CALLBACK_PARAM, render(&out.def));
-        EXPECT_EQ(0, host.suitesOut);  // released again
+        EXPECT_EQ(0, host.suitesOut); // released again
     }
     EXPECT_TRUE(untouched(out));
 }
@@ -241,7 +245,7 @@ using Routine = void (*)(PF_InData*, PF_LayerDef*, EffectData*);
 struct Dispatch {
     PF_PixelFormat format;
     bool premiere, fast;
-    Routine routine;  // null: direct copy
+    Routine routine; // null: direct copy
 };
 
 class DispatchTest : public DoRenderTest, public ::testing::WithParamInterface<Dispatch> {
@@ -251,7 +255,8 @@ protected:
         r.d.layers[0] = &in0.def;
         r.d.layerBuffers[0] = newBuffer(6, -1.0f);
         r.d.outputBuffer = newBuffer(6);
-        for (int i = 0; i < 24; ++i) r.d.outputBuffer[i] = 0.05f * static_cast<float>(i % 21);
+        for (int i = 0; i < 24; ++i)
+            r.d.outputBuffer[i] = 0.05f * static_cast<float>(i % 21);
         r.d.bufferWidth[0] = r.d.outputBufferWidth = 3;
         r.d.bufferHeight[0] = r.d.outputBufferHeight = 2;
     }
@@ -262,16 +267,22 @@ TEST_P(DispatchTest, PicksTheTransfer)
     const Dispatch& c = GetParam();
     describe(1, 0, 1, c.fast);
     host.pixelFormat = c.format;
-    const int channelBytes = c.format == PF_PixelFormat_ARGB32 ? 1 : c.format == PF_PixelFormat_ARGB64 ? 2 : 4;
+    const int channelBytes = c.format == PF_PixelFormat_ARGB32   ? 1
+                             : c.format == PF_PixelFormat_ARGB64 ? 2
+                                                                 : 4;
     const int pixelBytes = 4 * channelBytes;
-    TestWorld in0(3, 2, pixelBytes, pixelBytes), out(3, 2, pixelBytes, pixelBytes), want(3, 2, pixelBytes, pixelBytes);
+    TestWorld in0(3, 2, pixelBytes, pixelBytes), out(3, 2, pixelBytes, pixelBytes),
+        want(3, 2, pixelBytes, pixelBytes);
     for (int y = 0; y < 2; ++y)
         for (int x = 0; x < 3; ++x)
             for (int k = 0; k < 4; ++k) {
-                const int n = 4 * (3 * y + x) + k;  // 0..23
-                if (channelBytes == 1) in0.pixel<std::uint8_t>(x, y)[k] = static_cast<std::uint8_t>(10 * n + 3);
-                if (channelBytes == 2) in0.pixel<std::uint16_t>(x, y)[k] = static_cast<std::uint16_t>(1300 * n + 7);
-                if (channelBytes == 4) in0.pixel<float>(x, y)[k] = 0.125f * static_cast<float>(n) - 0.5f;
+                const int n = 4 * (3 * y + x) + k; // 0..23
+                if (channelBytes == 1)
+                    in0.pixel<std::uint8_t>(x, y)[k] = static_cast<std::uint8_t>(10 * n + 3);
+                if (channelBytes == 2)
+                    in0.pixel<std::uint16_t>(x, y)[k] = static_cast<std::uint16_t>(1300 * n + 7);
+                if (channelBytes == 4)
+                    in0.pixel<float>(x, y)[k] = 0.125f * static_cast<float>(n) - 0.5f;
             }
     TestRecord got, expected;
     got.d.isPremiere = expected.d.isPremiere = c.premiere;
@@ -285,25 +296,27 @@ TEST_P(DispatchTest, PicksTheTransfer)
     } else {
         const std::size_t rowBytes = 3 * static_cast<std::size_t>(pixelBytes);
         for (int y = 0; y < 2; ++y) {
-            std::memcpy(reinterpret_cast<std::uint8_t*>(expected.d.layerBuffers[0]) + y * rowBytes, in0.row(y), rowBytes);
-            std::memcpy(want.row(y), reinterpret_cast<std::uint8_t*>(expected.d.outputBuffer) + y * rowBytes, rowBytes);
+            std::memcpy(reinterpret_cast<std::uint8_t*>(expected.d.layerBuffers[0]) + y * rowBytes,
+                        in0.row(y), rowBytes);
+            std::memcpy(want.row(y), reinterpret_cast<std::uint8_t*>(expected.d.outputBuffer) + y * rowBytes,
+                        rowBytes);
         }
     }
     EXPECT_EQ(0, std::memcmp(expected.d.layerBuffers[0], got.d.layerBuffers[0], 6 * 16));
     EXPECT_TRUE(want.bytes == out.bytes);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Formats, DispatchTest,
-    ::testing::Values(Dispatch{PF_PixelFormat_ARGB32, false, false, Render8},
-                      Dispatch{PF_PixelFormat_ARGB32, true, false, Render8},
-                      Dispatch{PF_PixelFormat_ARGB32, false, true, nullptr},
-                      Dispatch{PF_PixelFormat_ARGB32, true, true, nullptr},  // fast alone decides
-                      Dispatch{PF_PixelFormat_ARGB64, false, false, Render16},
-                      Dispatch{PF_PixelFormat_ARGB64, false, true, Render16_Fast},
-                      Dispatch{PF_PixelFormat_ARGB64, true, true, Render16},
-                      Dispatch{PF_PixelFormat_ARGB128, false, false, RenderFloat},
-                      Dispatch{PF_PixelFormat_ARGB128, false, true, nullptr},
-                      Dispatch{PF_PixelFormat_ARGB128, true, true, RenderFloat}));
+INSTANTIATE_TEST_SUITE_P(Formats, DispatchTest,
+                         ::testing::Values(Dispatch{PF_PixelFormat_ARGB32, false, false, Render8},
+                                           Dispatch{PF_PixelFormat_ARGB32, true, false, Render8},
+                                           Dispatch{PF_PixelFormat_ARGB32, false, true, nullptr},
+                                           Dispatch{PF_PixelFormat_ARGB32, true, true,
+                                                    nullptr}, // fast alone decides
+                                           Dispatch{PF_PixelFormat_ARGB64, false, false, Render16},
+                                           Dispatch{PF_PixelFormat_ARGB64, false, true, Render16_Fast},
+                                           Dispatch{PF_PixelFormat_ARGB64, true, true, Render16},
+                                           Dispatch{PF_PixelFormat_ARGB128, false, false, RenderFloat},
+                                           Dispatch{PF_PixelFormat_ARGB128, false, true, nullptr},
+                                           Dispatch{PF_PixelFormat_ARGB128, true, true, RenderFloat}));
 
-}  // namespace
+} // namespace

@@ -46,17 +46,20 @@ protected:
     glfxpar& declare(int i, int type, int group0 = 0)
     {
         cglfx& fx = glfxDescription();
-        if (fx.settings.params <= i) fx.settings.params = i + 1;
+        if (fx.settings.params <= i)
+            fx.settings.params = i + 1;
         fx.par[i].type = type;
         fx.par[i].group[0] = group0;
-        while (static_cast<int>(defs.size()) <= i) defs.push_back(std::make_unique<PF_ParamDef>());
+        while (static_cast<int>(defs.size()) <= i)
+            defs.push_back(std::make_unique<PF_ParamDef>());
         return fx.par[i];
     }
     PF_ParamDef& param(int i) { return *defs[i]; }
     PF_ParamDef** array()
     {
         ptrs.clear();
-        for (auto& d : defs) ptrs.push_back(d.get());
+        for (auto& d : defs)
+            ptrs.push_back(d.get());
         return ptrs.data();
     }
     void assign() { ParamsAssign(&in, &out, array(), nullptr, nullptr, &rec.d); }
@@ -89,17 +92,17 @@ TEST_F(ParamsTest, AssignWritesEachTypeAsTheShadersSeeIt)
         double host[3];
         double want[4];
     };
-    auto rad = [](double a) { return a * -kPi / 180.0; };  // in double, rounded to float once
+    auto rad = [](double a) { return a * -kPi / 180.0; }; // in double, rounded to float once
     const Row rows[] = {
-        /* 0 */ {GLFX_LAYER, 0, {}, {9, 9, 9, 9}},  // the input: row 0 is not written
-        /* 1 */ {GLFX_POPUP, 0, {1}, {0, 9, 9, 9}},  // first item
-        /* 2 */ {GLFX_ANGLE, 0, {-0.5}, {-1, 9, 9, 9}},  // the shift rounds down
+        /* 0 */ {GLFX_LAYER, 0, {}, {9, 9, 9, 9}},      // the input: row 0 is not written
+        /* 1 */ {GLFX_POPUP, 0, {1}, {0, 9, 9, 9}},     // first item
+        /* 2 */ {GLFX_ANGLE, 0, {-0.5}, {-1, 9, 9, 9}}, // the shift rounds down
         /* 3 */ {GLFX_LAYER, 0, {}, {9, 9, 9, 9}},
         /* 4 */ {GLFX_ANGLE, 1, {-0.5}, {rad(-1), 9, 9, 9}},
         /* 5 */ {GLFX_COLOR, 0, {255, 128, 0}, {255.0f / 255.0f, 128.0f / 255.0f, 0, 0.25}},
         /* 6 */ {GLFX_CHECK, 0, {1}, {1, 9, 9, 9}},
         /* 7 */ {GLFX_LAYER, 0, {}, {9, 9, 9, 9}},
-        /* 8 */ {GLFX_POINT, 0, {100.5, -2.5}, {100, -3, 9, 9}},  // not scaled, rounded down
+        /* 8 */ {GLFX_POINT, 0, {100.5, -2.5}, {100, -3, 9, 9}}, // not scaled, rounded down
         /* 9 */ {GLFX_FLOAT, 0, {0.3}, {0.3f, 9, 9, 9}},
         /* 10 */ {GLFX_INT, 0, {-12}, {-12, 9, 9, 9}},
         /* 11 */ {GLFX_FLOAT2, 0, {1e10}, {1e10f, 9, 9, 9}},
@@ -124,7 +127,8 @@ TEST_F(ParamsTest, AssignWritesEachTypeAsTheShadersSeeIt)
         case GLFX_POINT: p.u.td.x_value = fixed(h[0]), p.u.td.y_value = fixed(h[1]); break;
         default: p.u.fs_d.value = h[0]; break;
         }
-        for (float& v : rec.d.values[i]) v = 9.0f;
+        for (float& v : rec.d.values[i])
+            v = 9.0f;
     }
     rec.d.values[5][3] = 0.25f;
 
@@ -132,7 +136,8 @@ TEST_F(ParamsTest, AssignWritesEachTypeAsTheShadersSeeIt)
 
     for (int i = 0; i < n; ++i)
         for (int k = 0; k < 4; ++k)
-            EXPECT_EQ(static_cast<float>(rows[i].want[k]), rec.d.values[i][k]) << "parameter " << i << " float " << k;
+            EXPECT_EQ(static_cast<float>(rows[i].want[k]), rec.d.values[i][k])
+                << "parameter " << i << " float " << k;
     EXPECT_EQ(0x414644F8u, floatBits(rec.d.values[16][0]));
     // Layer parameters fill the layer slots from 1 in parameter order.
     EXPECT_EQ(&param(3).u.ld, rec.d.layers[1]);
@@ -150,7 +155,7 @@ TEST_F(ParamsTest, AssignPushesHiddenAndShownStreamsUntilTheFirstError)
     struct Case {
         const char* name;
         bool premiere, withAEGP;
-        int failingStream;  // its flag call fails; 0 for none
+        int failingStream; // its flag call fails; 0 for none
         Calls hidden;
         int effectsObtained;
     };
@@ -165,7 +170,8 @@ TEST_F(ParamsTest, AssignPushesHiddenAndShownStreamsUntilTheFirstError)
         FakeSuites fresh;
         in.pica_basicP = const_cast<SPBasicSuite*>(fresh.basic());
         fresh.withAEGP = c.withAEGP;
-        if (c.failingStream) fresh.flagErrors[c.failingStream] = PF_Err_OUT_OF_MEMORY;
+        if (c.failingStream)
+            fresh.flagErrors[c.failingStream] = PF_Err_OUT_OF_MEMORY;
         rec.d.isPremiere = c.premiere;
         for (int i = 1; i <= 5; ++i) {
             declare(i, GLFX_FLOAT);
@@ -182,7 +188,8 @@ TEST_F(ParamsTest, AssignPushesHiddenAndShownStreamsUntilTheFirstError)
         EXPECT_EQ(0, fresh.effectsOut);
         EXPECT_EQ(0, fresh.streamsOut);
         EXPECT_EQ(0, fresh.suitesOut);
-        for (int i = 1; i <= 5; ++i) EXPECT_EQ(i + 0.5f, rec.d.values[i][0]);  // written all the same
+        for (int i = 1; i <= 5; ++i)
+            EXPECT_EQ(i + 0.5f, rec.d.values[i][0]); // written all the same
     }
 }
 
@@ -230,18 +237,25 @@ TEST_F(GroupSwitchTest, CheckboxSelectsGroupThreeOrFour)
 {
     struct Case {
         int value;
-        int visibility[6];  // parameters 2..7
-        bool layerSkipped;  // parameter 6, the first layer parameter
-        Calls updates;      // (index, disabled), in order
+        int visibility[6]; // parameters 2..7
+        bool layerSkipped; // parameter 6, the first layer parameter
+        Calls updates;     // (index, disabled), in order
         Names names;
     };
     const Case cases[] = {
         // Off: group 3. Parameter 5 is disabled by slot 0 (group 4) and
         // enabled again by slot 1 (group 3), taking that slot's name.
-        {0, {-1, 1, 0, -1, 1, 0}, true, {{2, false}, {3, true}, {5, true}, {5, false}, {6, true}},
+        {0,
+         {-1, 1, 0, -1, 1, 0},
+         true,
+         {{2, false}, {3, true}, {5, true}, {5, false}, {6, true}},
          {{2, "Two"}, {5, "Five"}, {5, "Five in three"}}},
         // On: group 4. Parameter 5 is enabled by slot 0, and its scan ends.
-        {1, {1, -1, 0, -1, -1, 0}, false, {{2, true}, {3, false}, {5, false}, {6, false}}, {{2, "Two"}, {5, "Five"}}},
+        {1,
+         {1, -1, 0, -1, -1, 0},
+         false,
+         {{2, true}, {3, false}, {5, false}, {6, false}},
+         {{2, "Two"}, {5, "Five"}}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.value);
@@ -251,7 +265,8 @@ TEST_F(GroupSwitchTest, CheckboxSelectsGroupThreeOrFour)
         out.out_flags = PF_OutFlag_DISPLAY_ERROR_MESSAGE;
         EXPECT_EQ(PF_Err_NONE, changed(1));
         EXPECT_EQ(PF_OutFlag_REFRESH_UI | PF_OutFlag_FORCE_RERENDER, out.out_flags);
-        for (int j = 2; j <= 7; ++j) EXPECT_EQ(c.visibility[j - 2], rec.d.visibility[j]) << j;
+        for (int j = 2; j <= 7; ++j)
+            EXPECT_EQ(c.visibility[j - 2], rec.d.visibility[j]) << j;
         EXPECT_EQ(c.layerSkipped, rec.d.layerSkip[1]);
         Calls updates;
         for (const auto& u : fresh.uiUpdates) {
@@ -281,12 +296,14 @@ TEST_F(GroupSwitchTest, ExtremeSwitchNumbersTouchNothing)
     sw.max = 1e10f;
     param(1).u.bd.value = 1;
     EXPECT_EQ(PF_Err_NONE, changed(1));
-    for (int j = 2; j <= 7; ++j) EXPECT_EQ(0, rec.d.visibility[j]) << j;
+    for (int j = 2; j <= 7; ++j)
+        EXPECT_EQ(0, rec.d.visibility[j]) << j;
     EXPECT_TRUE(host.uiUpdates.empty());
     sw.group[0] = -2;
-    param(1).u.bd.value = 0;  // selects group 2; groups 3, 4 and 5 are in range, all off
+    param(1).u.bd.value = 0; // selects group 2; groups 3, 4 and 5 are in range, all off
     EXPECT_EQ(PF_Err_NONE, changed(1));
-    for (int j : {2, 3, 7}) EXPECT_EQ(1, rec.d.visibility[j]) << j;
+    for (int j : {2, 3, 7})
+        EXPECT_EQ(1, rec.d.visibility[j]) << j;
 }
 
 TEST_F(GroupSwitchTest, UpdateErrorsAreReturnedAndAEGPSkippedUnderPremiere)
@@ -297,7 +314,7 @@ TEST_F(GroupSwitchTest, UpdateErrorsAreReturnedAndAEGPSkippedUnderPremiere)
     // after the first parameter.
     EXPECT_EQ(1, host.effectsObtained);
 
-    FakeSuites fresh;  // a clean record of calls
+    FakeSuites fresh; // a clean record of calls
     in.pica_basicP = const_cast<SPBasicSuite*>(fresh.basic());
     rec.d.isPremiere = true;
     EXPECT_EQ(PF_Err_NONE, changed(1));
@@ -307,17 +324,19 @@ TEST_F(GroupSwitchTest, UpdateErrorsAreReturnedAndAEGPSkippedUnderPremiere)
 
 TEST_F(ParamsTest, HideModeSwitchWithAPopupAndAFailingStream)
 {
-    declare(1, GLFX_POPUP, -101).max = 2;  // groups 101..103
-    for (int j = 2; j <= 6; ++j) declare(j, GLFX_FLOAT, j == 6 ? 100 : 99 + j).name = std::string(1, 'A' + j);
-    param(1).u.pd.value = 2;  // second item: group 102
+    declare(1, GLFX_POPUP, -101).max = 2; // groups 101..103
+    for (int j = 2; j <= 6; ++j)
+        declare(j, GLFX_FLOAT, j == 6 ? 100 : 99 + j).name = std::string(1, 'A' + j);
+    param(1).u.pd.value = 2; // second item: group 102
     param(2).ui_flags = PF_PUI_INVISIBLE;
     // The hidden flag of parameter 2 fails: its name is skipped, and the UI
     // update clears the error so that the later parameters get their calls.
     host.flagErrors[2] = PF_Err_OUT_OF_MEMORY;
 
     EXPECT_EQ(PF_Err_NONE, changed(1));
-    const int visibility[] = {2, -2, 2, 0, 0};  // groups 101..104, then 100
-    for (int j = 2; j <= 6; ++j) EXPECT_EQ(visibility[j - 2], rec.d.visibility[j]) << j;
+    const int visibility[] = {2, -2, 2, 0, 0}; // groups 101..104, then 100
+    for (int j = 2; j <= 6; ++j)
+        EXPECT_EQ(visibility[j - 2], rec.d.visibility[j]) << j;
     EXPECT_EQ((Calls{{3, false}, {4, true}}), host.hiddenCalls);
     EXPECT_EQ((Names{{3, "D"}, {4, "E"}}), host.nameCalls);
     Calls invisible;
@@ -345,7 +364,7 @@ TEST_F(ParamsTest, DefinitionsFromChecksAndPopups)
     mode.flags = 2;
     mode.uniform = "mode";
     mode.items = {"SOFT", "HARD", "LINEAR"};
-    glfxpar& slider = declare(4, GLFX_FLOAT);  // flags 1 on a slider is no definition
+    glfxpar& slider = declare(4, GLFX_FLOAT); // flags 1 on a slider is no definition
     slider.flags = 1;
     slider.uniform = "gain";
     std::map<std::string, std::string> defines;
@@ -353,22 +372,21 @@ TEST_F(ParamsTest, DefinitionsFromChecksAndPopups)
         bool withMap;
         int index, value;
         const char* name;
-        const char* text;  // null: no definition and no rebuild
+        const char* text; // null: no definition and no rebuild
     };
     const Case cases[] = {
-        {false, 1, 1, "grain", nullptr},  // the record has no definitions map
-        {true, 4, 1, "gain", nullptr},
-        {true, 1, 1, "grain", "1"},
-        {true, 2, 3, "taps", "3"},  // the number itself, not the item
-        {true, 3, 1, "mode", "SOFT"}, {true, 3, 2, "mode", "HARD"}, {true, 3, 3, "mode", "LINEAR"},
-        {true, 3, 9, "mode", "LINEAR"},  // beyond the items: the last one
+        {false, 1, 1, "grain", nullptr}, // the record has no definitions map
+        {true, 4, 1, "gain", nullptr},   {true, 1, 1, "grain", "1"},
+        {true, 2, 3, "taps", "3"}, // the number itself, not the item
+        {true, 3, 1, "mode", "SOFT"},    {true, 3, 2, "mode", "HARD"},
+        {true, 3, 3, "mode", "LINEAR"},  {true, 3, 9, "mode", "LINEAR"}, // beyond the items: the last one
         {true, 3, 0, "mode", "SOFT"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::Message() << c.index << " = " << c.value);
         rec.d.defines = c.withMap ? &defines : nullptr;
         rec.d.rebuild = false;
-        param(c.index).u.bd.value = c.value;  // checkbox and popup values share their place
+        param(c.index).u.bd.value = c.value; // checkbox and popup values share their place
         param(c.index).u.pd.value = c.value;
         EXPECT_EQ(PF_Err_NONE, changed(c.index));
         EXPECT_EQ(c.text != nullptr, rec.d.rebuild);
@@ -386,22 +404,30 @@ TEST_F(ParamsTest, PresetReachesEveryTargetType)
     struct Target {
         int type;
         glfxdef preset;
-        std::vector<double> host;   // the host's value(s) afterwards (a colour: alpha, red, green, blue)
-        std::vector<float> values;  // the record's floats afterwards
+        std::vector<double> host;  // the host's value(s) afterwards (a colour: alpha, red, green, blue)
+        std::vector<float> values; // the record's floats afterwards
     };
     const std::map<int, Target> targets = {
-        {0, {GLFX_LAYER, {{0.5f}}, {12}, {7.0f}}},  // layers are only flagged
+        {0, {GLFX_LAYER, {{0.5f}}, {12}, {7.0f}}}, // layers are only flagged
         {2, {GLFX_FLOAT, {{0.25f}}, {0.25}, {0.25f}}},
         {3, {GLFX_CHECK, {{1.7f}}, {1}, {1.7f}}},
-        {4, {GLFX_POPUP, {{2.9f}}, {3}, {2.9f}}},  // item 2 counted from 0, so 3 from 1
-        {5, {GLFX_COLOR, {{1.0f, 0.5f, 0.2f}}, {255, 255, 127, 51}, {1.0f, 0.5f, 0.2f}}},  // 127.5 truncated
+        {4, {GLFX_POPUP, {{2.9f}}, {3}, {2.9f}}}, // item 2 counted from 0, so 3 from 1
+        {5, {GLFX_COLOR, {{1.0f, 0.5f, 0.2f}}, {255, 255, 127, 51}, {1.0f, 0.5f, 0.2f}}}, // 127.5 truncated
         {6, {GLFX_ANGLE, {{-45.9f}}, {-45 * 65536}, {-45.9f}}},
-        {7, {GLFX_POINT, {{0.25f, -0.5f}}, {480 * 65536, -540 * 65536}, {0.25f, -0.5f}}},  // fractions until the next render
+        {7,
+         {GLFX_POINT,
+          {{0.25f, -0.5f}},
+          {480 * 65536, -540 * 65536},
+          {0.25f, -0.5f}}}, // fractions until the next render
         {8, {GLFX_LAYER, {{3.0f}}, {33}, {0.0f}}},
         {9, {GLFX_INT, {{-7.5f}}, {-7.5}, {-7.5f}}},
         // 2^-24 x 1920 x 65536 = 7.5 and -2^-20 x 1080 x 65536 = -67.5:
         // halves round away from zero.
-        {10, {GLFX_POINT, {{1.0f / 16777216.0f, -1.0f / 1048576.0f}}, {8, -68}, {1.0f / 16777216.0f, -1.0f / 1048576.0f}}},
+        {10,
+         {GLFX_POINT,
+          {{1.0f / 16777216.0f, -1.0f / 1048576.0f}},
+          {8, -68},
+          {1.0f / 16777216.0f, -1.0f / 1048576.0f}}},
     };
     auto hostValue = [&](int t) -> std::vector<double> {
         const PF_ParamDef& p = param(t);
@@ -435,20 +461,23 @@ TEST_F(ParamsTest, PresetReachesEveryTargetType)
     for (const auto& [t, target] : targets) {
         SCOPED_TRACE(t);
         EXPECT_EQ(target.host, hostValue(t));
-        for (std::size_t k = 0; k < target.values.size(); ++k) EXPECT_EQ(target.values[k], rec.d.values[t][k]) << k;
+        for (std::size_t k = 0; k < target.values.size(); ++k)
+            EXPECT_EQ(target.values[k], rec.d.values[t][k]) << k;
         EXPECT_EQ(PF_ChangeFlag_CHANGED_VALUE, param(t).uu.change_flags);
     }
 
     // Item 1 has no preset: only the out flags change.
-    for (const auto& [t, target] : targets) param(t).uu.change_flags = 0;
+    for (const auto& [t, target] : targets)
+        param(t).uu.change_flags = 0;
     rec.d.values[2][0] = 0.5f;
     param(1).u.pd.value = 1;
     out.out_flags = PF_OutFlag_DISPLAY_ERROR_MESSAGE;
     EXPECT_EQ(PF_Err_NONE, changed(1));
     EXPECT_EQ(PF_OutFlag_REFRESH_UI | PF_OutFlag_FORCE_RERENDER, out.out_flags);
-    for (const auto& [t, target] : targets) EXPECT_EQ(0, param(t).uu.change_flags) << t;
+    for (const auto& [t, target] : targets)
+        EXPECT_EQ(0, param(t).uu.change_flags) << t;
     EXPECT_EQ(0.5f, rec.d.values[2][0]);
     EXPECT_TRUE(host.uiUpdates.empty());
 }
 
-}  // namespace
+} // namespace

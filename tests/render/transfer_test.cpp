@@ -51,8 +51,8 @@ TEST_F(TransferTest, RoundTripsAtEveryDepthAndChannelOrder)
         int channelBytes;
         bool premiere, fast;
         int in[4];
-        int w, h, padding;  // bytes of padding after each row
-        int outOffset;      // the output world's data this many bytes on
+        int w, h, padding; // bytes of padding after each row
+        int outOffset;     // the output world's data this many bytes on
     };
     const Case cases[] = {
         // A padding of 6 bytes in an 8-bit world: rows 4 bytes apart.
@@ -71,14 +71,14 @@ TEST_F(TransferTest, RoundTripsAtEveryDepthAndChannelOrder)
         {"large float padded, unaligned", RenderFloat, 4, false, false, {1, 2, 3, 0}, 1027, 1024, 16, 4},
     };
     const std::uint32_t specials[] = {
-        0x7FC00001u,  // a NaN with payload
-        0x80000000u,  // -0
-        0x00000001u,  // smallest denormal
-        0x7F800000u,  // infinity
-        0x40490FDBu,  // pi: above 1, unclamped
+        0x7FC00001u, // a NaN with payload
+        0x80000000u, // -0
+        0x00000001u, // smallest denormal
+        0x7F800000u, // infinity
+        0x40490FDBu, // pi: above 1, unclamped
         0xBF800000u, 0x3F800000u, 0x12345678u,
     };
-    const unsigned mult[4] = {1, 5, 7, 13};  // prime to 256 and to 32769
+    const unsigned mult[4] = {1, 5, 7, 13}; // prime to 256 and to 32769
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         setLayers(0, 1, c.fast);
@@ -86,17 +86,24 @@ TEST_F(TransferTest, RoundTripsAtEveryDepthAndChannelOrder)
         TestWorld in(c.w, c.h, ps, c.padding), out(c.w, c.h, ps, c.padding);
         std::uint8_t* const outData = out.bytes.data() + c.outOffset;
         out.def.data = reinterpret_cast<PF_PixelPtr>(outData);
-        const std::size_t rowBytes = static_cast<std::size_t>(c.w) * ps, step = rowBytes + c.padding / ps * ps;
-        auto at = [&](int x, int y, int k) { return in.bytes.data() + y * step + x * ps + k * c.channelBytes; };
+        const std::size_t rowBytes = static_cast<std::size_t>(c.w) * ps,
+                          step = rowBytes + c.padding / ps * ps;
+        auto at = [&](int x, int y, int k) {
+            return in.bytes.data() + y * step + x * ps + k * c.channelBytes;
+        };
         for (int y = 0; y < c.h; ++y)
             for (int x = 0; x < c.w; ++x)
                 for (int k = 0; k < 4; ++k) {
                     const unsigned n = x * mult[k] + 7 * y + 13 * k;
                     const std::uint16_t v16 = static_cast<std::uint16_t>(n % 32769);
-                    const float vf = n % 9 == 8 ? bitsFloat(specials[n / 9 % 8]) : static_cast<float>(n % 4096) / 1024 - 1;
-                    if (c.channelBytes == 1) *at(x, y, k) = static_cast<std::uint8_t>(n);
-                    if (c.channelBytes == 2) std::memcpy(at(x, y, k), &v16, 2);
-                    if (c.channelBytes == 4) std::memcpy(at(x, y, k), &vf, 4);
+                    const float vf =
+                        n % 9 == 8 ? bitsFloat(specials[n / 9 % 8]) : static_cast<float>(n % 4096) / 1024 - 1;
+                    if (c.channelBytes == 1)
+                        *at(x, y, k) = static_cast<std::uint8_t>(n);
+                    if (c.channelBytes == 2)
+                        std::memcpy(at(x, y, k), &v16, 2);
+                    if (c.channelBytes == 4)
+                        std::memcpy(at(x, y, k), &vf, 4);
                 }
         TestRecord r;
         r.d.isPremiere = c.premiere;
@@ -115,7 +122,8 @@ TEST_F(TransferTest, RoundTripsAtEveryDepthAndChannelOrder)
                     std::uint32_t want;
                     std::memcpy(&v16, s, 2);
                     std::memcpy(&want, s, 4);
-                    if (c.channelBytes < 4) want = floatBits(c.channelBytes == 1 ? *s * k8 : v16 * k16);
+                    if (c.channelBytes < 4)
+                        want = floatBits(c.channelBytes == 1 ? *s * k8 : v16 * k16);
                     ASSERT_EQ(want, floatBits(f[k])) << x << "," << y << " float " << k;
                 }
             }
@@ -134,26 +142,26 @@ TEST_F(TransferTest, OutputClampsAndTheFastSixteenBitWrap)
     struct Case {
         float v;
         int u8, u16;
-        int wrapped;  // Render16_Fast: the low 16 bits; -1: not defined
+        int wrapped; // Render16_Fast: the low 16 bits; -1: not defined
     };
     const Case cases[] = {
-        {1.0000001f, 255, 32768, 32768},  // 32768.004 truncated
+        {1.0000001f, 255, 32768, 32768}, // 32768.004 truncated
         {1.0f, 255, 32768, 32768},
-        {2.0f, 255, 32768, 0},            // 65536 keeps its low 16 bits
+        {2.0f, 255, 32768, 0}, // 65536 keeps its low 16 bits
         {1.5f, 255, 32768, 49152},
-        {-0.5f, 0, 0, 49152},             // -16384 as 16 bits
+        {-0.5f, 0, 0, 49152}, // -16384 as 16 bits
         {0.0f, 0, 0, 0},
         {-0.0f, 0, 0, 0},
         {kNaN, 0, 0, 0},
         {kInf, 255, 32768, -1},
         {-kInf, 0, 0, -1},
-        {0.5f, 127, 16384, 16384},        // 127.5 truncated
-        {0.0039215f, 0, 128, 128},        // just below 1/255
-        {0.0039216f, 1, 128, 128},        // just above 1/255
-        {0.999f, 254, 32735, 32735},      // 32735.232
+        {0.5f, 127, 16384, 16384},   // 127.5 truncated
+        {0.0039215f, 0, 128, 128},   // just below 1/255
+        {0.0039216f, 1, 128, 128},   // just above 1/255
+        {0.999f, 254, 32735, 32735}, // 32735.232
         {0.99999994f, 254, 32767, 32767},
     };
-    const int n = sizeof cases / sizeof cases[0];  // SIMD blocks and a tail
+    const int n = sizeof cases / sizeof cases[0]; // SIMD blocks and a tail
     struct Run {
         const char* name;
         Routine routine;
@@ -167,18 +175,22 @@ TEST_F(TransferTest, OutputClampsAndTheFastSixteenBitWrap)
                         {"16-bit fast", Render16_Fast, false, false, true}};
     for (const Run& run : runs) {
         SCOPED_TRACE(run.name);
-        setLayers(1, 1, run.fast);  // no layers: only the output pass runs
+        setLayers(1, 1, run.fast); // no layers: only the output pass runs
         TestWorld out(n, 2, run.deep ? 8 : 4);
         TestRecord r;
         r.d.isPremiere = run.premiere;
         r.d.outputBuffer = newBuffer(n * 2);
-        for (int i = 0; i < n * 8; ++i) r.d.outputBuffer[i] = cases[i / 4 % n].v;
+        for (int i = 0; i < n * 8; ++i)
+            r.d.outputBuffer[i] = cases[i / 4 % n].v;
         run.routine(nullptr, &out.def, &r.d);
         for (int y = 0; y < 2; ++y)
             for (int i = 0; i < n; ++i) {
-                const int want = run.routine == Render16_Fast ? cases[i].wrapped : run.deep ? cases[i].u16 : cases[i].u8;
+                const int want = run.routine == Render16_Fast ? cases[i].wrapped
+                                 : run.deep                   ? cases[i].u16
+                                                              : cases[i].u8;
                 for (int k = 0; want >= 0 && k < 4; ++k) {
-                    const int got = run.deep ? out.pixel<std::uint16_t>(i, y)[k] : out.pixel<std::uint8_t>(i, y)[k];
+                    const int got =
+                        run.deep ? out.pixel<std::uint16_t>(i, y)[k] : out.pixel<std::uint8_t>(i, y)[k];
                     EXPECT_EQ(want, got) << "value " << cases[i].v << " channel " << k;
                 }
             }
@@ -187,9 +199,9 @@ TEST_F(TransferTest, OutputClampsAndTheFastSixteenBitWrap)
 
 TEST_F(TransferTest, SkippedEmptyAndLeadingLayersKeepTheirBuffers)
 {
-    setLayers(1, 4, false);  // the effect takes no input layer: layers 1..3
+    setLayers(1, 4, false); // the effect takes no input layer: layers 1..3
     TestWorld input(2, 2, 4), a(2, 2, 4), skipped(2, 2, 4), empty(2, 0, 4);
-    std::memset(a.bytes.data(), 51, a.bytes.size());  // 51 * k8 = 0.2
+    std::memset(a.bytes.data(), 51, a.bytes.size()); // 51 * k8 = 0.2
     std::memset(input.bytes.data(), 102, input.bytes.size());
     std::memset(skipped.bytes.data(), 204, skipped.bytes.size());
     TestRecord r;
@@ -203,10 +215,10 @@ TEST_F(TransferTest, SkippedEmptyAndLeadingLayersKeepTheirBuffers)
     TestWorld out(2, 2, 4);
     Render8(nullptr, &out.def, &r.d);
     for (int k = 0; k < 16; ++k) {
-        EXPECT_EQ(-7.0f, r.d.layerBuffers[0][k]);  // before the first layer index
+        EXPECT_EQ(-7.0f, r.d.layerBuffers[0][k]); // before the first layer index
         EXPECT_EQ(51.0f * k8, r.d.layerBuffers[1][k]);
-        EXPECT_EQ(-7.0f, r.d.layerBuffers[2][k]);  // skipped
-        EXPECT_EQ(-7.0f, r.d.layerBuffers[3][k]);  // no rows
+        EXPECT_EQ(-7.0f, r.d.layerBuffers[2][k]); // skipped
+        EXPECT_EQ(-7.0f, r.d.layerBuffers[3][k]); // no rows
     }
 }
 
@@ -215,7 +227,8 @@ TEST_F(TransferTest, SkippedEmptyAndLeadingLayersKeepTheirBuffers)
 TEST(RectTest, EmptyUnionAndEdges)
 {
     const PF_LRect empties[] = {{0, 0, 0, 0}, {5, 0, 5, 10}, {0, 5, 10, 5}, {6, 0, 5, 10}, {0, 0, 1, -1}};
-    for (const PF_LRect& r : empties) EXPECT_TRUE(IsEmptyRect(&r)) << r.left << "," << r.top;
+    for (const PF_LRect& r : empties)
+        EXPECT_TRUE(IsEmptyRect(&r)) << r.left << "," << r.top;
     const PF_LRect one{3, 4, 4, 5};
     EXPECT_FALSE(IsEmptyRect(&one));
 
@@ -223,17 +236,17 @@ TEST(RectTest, EmptyUnionAndEdges)
         PF_LRect src, dst, expected;
     };
     const Union unions[] = {
-        {{1, 2, 3, 4}, {0, 0, 0, 0}, {1, 2, 3, 4}},           // empty dst takes src
-        {{0, 0, 0, 0}, {1, 2, 3, 4}, {1, 2, 3, 4}},           // empty src changes nothing
-        {{9, 9, 3, 3}, {1, 2, 3, 4}, {1, 2, 3, 4}},           // inverted src is empty
-        {{-5, 10, 2, 20}, {0, 0, 10, 12}, {-5, 0, 10, 20}},   // bounding box
-        {{2, 2, 3, 3}, {0, 0, 10, 10}, {0, 0, 10, 10}},       // inside
+        {{1, 2, 3, 4}, {0, 0, 0, 0}, {1, 2, 3, 4}},         // empty dst takes src
+        {{0, 0, 0, 0}, {1, 2, 3, 4}, {1, 2, 3, 4}},         // empty src changes nothing
+        {{9, 9, 3, 3}, {1, 2, 3, 4}, {1, 2, 3, 4}},         // inverted src is empty
+        {{-5, 10, 2, 20}, {0, 0, 10, 12}, {-5, 0, 10, 20}}, // bounding box
+        {{2, 2, 3, 3}, {0, 0, 10, 10}, {0, 0, 10, 10}},     // inside
     };
     for (const Union& c : unions) {
         PF_LRect dst = c.dst;
         UnionLRect(&c.src, &dst);
-        EXPECT_EQ(0, std::memcmp(&c.expected, &dst, sizeof dst)) << dst.left << "," << dst.top << "," << dst.right
-                                                                 << "," << dst.bottom;
+        EXPECT_EQ(0, std::memcmp(&c.expected, &dst, sizeof dst))
+            << dst.left << "," << dst.top << "," << dst.right << "," << dst.bottom;
     }
 
     PF_LRect r{2, 3, 6, 8};
@@ -241,9 +254,11 @@ TEST(RectTest, EmptyUnionAndEdges)
         int x, y;
         bool edge;
     };
-    const Edge edges[] = {{2, 3, true},  {6, 8, true},  {2, 5, true},  {6, 5, true}, {4, 3, true}, {4, 8, true},
-                          {4, 5, false}, {2, 9, false}, {1, 3, false}, {7, 8, false}, {6, 2, false}};
-    for (const Edge& c : edges) EXPECT_EQ(c.edge, IsEdgePixel(&r, c.x, c.y)) << c.x << "," << c.y;
+    const Edge edges[] = {{2, 3, true},  {6, 8, true},  {2, 5, true},  {6, 5, true},
+                          {4, 3, true},  {4, 8, true},  {4, 5, false}, {2, 9, false},
+                          {1, 3, false}, {7, 8, false}, {6, 2, false}};
+    for (const Edge& c : edges)
+        EXPECT_EQ(c.edge, IsEdgePixel(&r, c.x, c.y)) << c.x << "," << c.y;
 }
 
-}  // namespace
+} // namespace

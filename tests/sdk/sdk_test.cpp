@@ -26,7 +26,8 @@ static_assert(offsetof(PF_ParamDef, flags) == 48 && offsetof(PF_ParamDef, unused
 static_assert(sizeof(((PF_OutData*)0)->return_msg) == 256, "return_msg");
 static_assert(offsetof(PF_OutData, name) == 4 && offsetof(PF_OutData, global_data) == 40, "out_data head");
 
-TEST(SdkLayout, FieldOffsetsAndSuiteSlots) {
+TEST(SdkLayout, FieldOffsetsAndSuiteSlots)
+{
     struct {
         const char* what;
         size_t offset, expected;
@@ -76,7 +77,8 @@ TEST(SdkLayout, FieldOffsetsAndSuiteSlots) {
         {"sizeof StreamSuite2", sizeof(AEGP_StreamSuite2), 22 * P},
         {"sizeof EffectSuite3", sizeof(AEGP_EffectSuite3), 17 * P},
     };
-    for (const auto& row : table) EXPECT_EQ(row.offset, row.expected) << row.what;
+    for (const auto& row : table)
+        EXPECT_EQ(row.offset, row.expected) << row.what;
     EXPECT_LT(offsetof(PF_LayerDef, platform_ref), offsetof(PF_LayerDef, pix_aspect_ratio));
     EXPECT_LT(offsetof(PF_LayerDef, origin_x), offsetof(PF_LayerDef, dephault));
 }
@@ -91,16 +93,19 @@ struct Broker {
 };
 Broker* g_broker = nullptr;
 
-SPErr acquire(const char* name, A_long, const void** suite) {
+SPErr acquire(const char* name, A_long, const void** suite)
+{
     auto it = g_broker->offered.find(name);
     *suite = it == g_broker->offered.end() ? nullptr : it->second;
-    if (!*suite) return kSPSuiteNotFoundError;
+    if (!*suite)
+        return kSPSuiteNotFoundError;
     ++g_broker->held[name];
     ++g_broker->acquired[name];
     return kSPNoError;
 }
 
-SPErr release(const char* name, A_long) {
+SPErr release(const char* name, A_long)
+{
     if (g_broker->held[name] <= 0) {
         ++g_broker->badReleases;
         return kSPBadParameterError;
@@ -111,7 +116,8 @@ SPErr release(const char* name, A_long) {
 
 class SuiteHandlerTest : public ::testing::Test {
 protected:
-    void SetUp() override {
+    void SetUp() override
+    {
         g_broker = &broker;
         broker.offered = {{kPFHandleSuite, &handleSuite}, {kAEGPUtilitySuite, &utilitySuite}};
         basic.AcquireSuite = &acquire;
@@ -124,7 +130,8 @@ protected:
     SPBasicSuite basic{};
 };
 
-TEST_F(SuiteHandlerTest, AcquiresLazilyOnceAndReleasesOnce) {
+TEST_F(SuiteHandlerTest, AcquiresLazilyOnceAndReleasesOnce)
+{
     AEGP_SuiteHandler noBroker(nullptr);
     EXPECT_EQ(noBroker.MemorySuite(), nullptr);
     {
@@ -133,7 +140,7 @@ TEST_F(SuiteHandlerTest, AcquiresLazilyOnceAndReleasesOnce) {
         EXPECT_EQ(suites.HandleSuite1(), &handleSuite);
         EXPECT_EQ(suites.HandleSuite1(), &handleSuite);
         EXPECT_EQ(suites.UtilitySuite(), &utilitySuite);
-        EXPECT_EQ(suites.WorldSuite2(), nullptr);  // not offered: null, and never released
+        EXPECT_EQ(suites.WorldSuite2(), nullptr); // not offered: null, and never released
         EXPECT_EQ(broker.acquired[kPFHandleSuite], 1);
         EXPECT_EQ(broker.held[kAEGPUtilitySuite], 1);
         suites.ReleaseAllSuites();
@@ -147,7 +154,8 @@ TEST_F(SuiteHandlerTest, AcquiresLazilyOnceAndReleasesOnce) {
     EXPECT_EQ(broker.badReleases, 0);
 }
 
-TEST_F(SuiteHandlerTest, AcquireSuiteHelper) {
+TEST_F(SuiteHandlerTest, AcquireSuiteHelper)
+{
     PF_InData in{};
     PF_OutData out{};
     in.pica_basicP = &basic;
@@ -158,7 +166,7 @@ TEST_F(SuiteHandlerTest, AcquireSuiteHelper) {
     EXPECT_EQ(AEFX_ReleaseSuite(&in, &out, kPFHandleSuite, kPFHandleSuiteVersion1, nullptr), PF_Err_NONE);
     EXPECT_EQ(broker.held[kPFHandleSuite], 0);
 
-    suite = &out;  // must be cleared on failure
+    suite = &out; // must be cleared on failure
     EXPECT_EQ(AEFX_AcquireSuite(&in, &out, kPFWorldSuite, kPFWorldSuiteVersion2, "no world suite", &suite),
               PF_Err_BAD_CALLBACK_PARAM);
     EXPECT_EQ(suite, nullptr);
@@ -166,4 +174,4 @@ TEST_F(SuiteHandlerTest, AcquireSuiteHelper) {
     EXPECT_TRUE(out.out_flags & PF_OutFlag_DISPLAY_ERROR_MESSAGE);
 }
 
-}  // namespace
+} // namespace

@@ -36,7 +36,7 @@ public:
     // add_param: the definitions received.
     std::vector<PF_ParamDef> added;
     PF_Err addParamResult = PF_Err_NONE;
-    int failAddParamAt = -1;   // index in `added` whose call fails
+    int failAddParamAt = -1; // index in `added` whose call fails
     // 0: add_param returns; 1: it throws std::bad_alloc; 2: std::runtime_error.
     int addParamThrows = 0;
 

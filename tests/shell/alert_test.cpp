@@ -52,4 +52,4 @@ TEST(RunScript, FailuresAndPremiereLeaveTheResultAlone)
     }
 }
 
-}  // namespace
+} // namespace

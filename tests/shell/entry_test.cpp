@@ -23,13 +23,12 @@ namespace {
 
 // Layers at description indices 3 (two frames later) and 5, other types
 // around them.
-const char* kLayers =
-    "[settings]\nname=Layers\nversion=1\ndescription=Two layers.\n"
-    "[par1]\nparam=gain\ntype=float\n"
-    "[par2]\nparam=on\ntype=check\n"
-    "[par3]\nparam=later\ntype=layer\ntime=2\n"
-    "[par4]\nparam=tint\ntype=color\n"
-    "[par5]\nparam=now\ntype=layer\n";
+const char* kLayers = "[settings]\nname=Layers\nversion=1\ndescription=Two layers.\n"
+                      "[par1]\nparam=gain\ntype=float\n"
+                      "[par2]\nparam=on\ntype=check\n"
+                      "[par3]\nparam=later\ntype=layer\ntime=2\n"
+                      "[par4]\nparam=tint\ntype=color\n"
+                      "[par5]\nparam=now\ntype=layer\n";
 
 PF_Err call(FakeHost& h, PF_Cmd cmd, void* extra = nullptr, PF_ParamDef** params = nullptr,
             PF_LayerDef* output = nullptr)
@@ -82,10 +81,11 @@ TEST(EntryPoint, UnservedSelectorsDoNothing)
 
 TEST(EntryPoint, CommandsWithoutRecordsOrInstance)
 {
-    for (PF_Cmd cmd : {PF_Cmd_ABOUT, PF_Cmd_GLOBAL_SETUP, PF_Cmd_RENDER, PF_Cmd_SMART_RENDER,
-                       PF_Cmd_SEQUENCE_SETUP}) {
+    for (PF_Cmd cmd :
+         {PF_Cmd_ABOUT, PF_Cmd_GLOBAL_SETUP, PF_Cmd_RENDER, PF_Cmd_SMART_RENDER, PF_Cmd_SEQUENCE_SETUP}) {
         EXPECT_EQ(EntryPointFunc(cmd, nullptr, nullptr, nullptr, nullptr, nullptr),
-                  PF_Err_INTERNAL_STRUCT_DAMAGED) << cmd;
+                  PF_Err_INTERNAL_STRUCT_DAMAGED)
+            << cmd;
     }
     // Frame commands without a sequence handle.
     FakeHost h;
@@ -156,13 +156,16 @@ TEST(EntryPoint, LayerCheckoutTimeIsTheFrameOffsetInTimeSteps)
         float offset;
         A_long time;
     } cases[] = {
-        {GLFX_LAYER, 2.f, 7000},  {GLFX_LAYER, 0.f, 5000},
-        {GLFX_LAYER, 2.9f, 7000},   // whole frames, toward zero
-        {GLFX_LAYER, -1.5f, 4000},  // toward zero: one frame earlier
-        {GLFX_FLOAT, 3.f, 5000},  {GLFX_POINT, 3.f, 5000},  // only layers are offset
+        {GLFX_LAYER, 2.f, 7000},
+        {GLFX_LAYER, 0.f, 5000},
+        {GLFX_LAYER, 2.9f, 7000},  // whole frames, toward zero
+        {GLFX_LAYER, -1.5f, 4000}, // toward zero: one frame earlier
+        {GLFX_FLOAT, 3.f, 5000},
+        {GLFX_POINT, 3.f, 5000}, // only layers are offset
         // Offsets beyond the int range stop at the host's time limits.
-        {GLFX_LAYER, 1e30f, 2147483647}, {GLFX_LAYER, -1e30f, -2147483647 - 1},
-        {GLFX_LAYER, 3e6f, 2147483647},  // 5000 + 3e9 > 2^31 - 1
+        {GLFX_LAYER, 1e30f, 2147483647},
+        {GLFX_LAYER, -1e30f, -2147483647 - 1},
+        {GLFX_LAYER, 3e6f, 2147483647}, // 5000 + 3e9 > 2^31 - 1
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.offset);
@@ -218,4 +221,4 @@ TEST(EntryPoint, RenderChecksOutAtTheLayersTimeAndChecksEverythingIn)
     stopInstance(h);
 }
 
-}  // namespace
+} // namespace

@@ -131,8 +131,8 @@ A_Err executeScriptCb(AEGP_PluginID id, const A_char* script, const A_Boolean, A
     return 0;
 }
 
-const PF_HandleSuite1 g_handleSuite = {newHandleCb,       lockHandleCb,  unlockHandleCb, disposeHandleCb,
-                                       handleSizeSuiteCb, resizeHandleCb};
+const PF_HandleSuite1 g_handleSuite = {newHandleCb,     lockHandleCb,      unlockHandleCb,
+                                       disposeHandleCb, handleSizeSuiteCb, resizeHandleCb};
 const PF_ANSICallbacksSuite1 g_ansiSuite = [] {
     PF_ANSICallbacksSuite1 s{};
     s.sprintf = sprintfCb;
@@ -169,10 +169,14 @@ SPErr acquireCb(const char* name, A_long version, const void** suite)
     if (off != f.offered.end() && !off->second)
         return kSPSuiteNotFoundError;
     const void* table = nullptr;
-    if (n == kPFHandleSuite && version == kPFHandleSuiteVersion1) table = &g_handleSuite;
-    else if (n == kPFANSISuite && version == kPFANSISuiteVersion1) table = &g_ansiSuite;
-    else if (n == kAEGPUtilitySuite && version == kAEGPUtilitySuiteVersion4) table = &g_utilitySuite;
-    else if (n == kAEGPMemorySuite && version == kAEGPMemorySuiteVersion1) table = &g_memorySuite;
+    if (n == kPFHandleSuite && version == kPFHandleSuiteVersion1)
+        table = &g_handleSuite;
+    else if (n == kPFANSISuite && version == kPFANSISuiteVersion1)
+        table = &g_ansiSuite;
+    else if (n == kAEGPUtilitySuite && version == kAEGPUtilitySuiteVersion4)
+        table = &g_utilitySuite;
+    else if (n == kAEGPMemorySuite && version == kAEGPMemorySuiteVersion1)
+        table = &g_memorySuite;
     if (!table)
         return kSPSuiteNotFoundError;
     *suite = table;
@@ -185,7 +189,7 @@ SPErr releaseCb(const char* name, A_long)
     return kSPNoError;
 }
 
-}  // namespace
+} // namespace
 
 FakeHost::FakeHost(bool premiere)
 {

@@ -12,9 +12,8 @@
 
 namespace {
 
-const char* kPlain =
-    "[settings]\nname=Plain Look\nversion=1.2\ndescription=A plain description\n"
-    "[par1]\nname=Gain\nparam=gain\ntype=float\n";
+const char* kPlain = "[settings]\nname=Plain Look\nversion=1.2\ndescription=A plain description\n"
+                     "[par1]\nname=Gain\nparam=gain\ntype=float\n";
 
 TEST(GlobalSetup, GlobalRecordAndItsFailures)
 {
@@ -42,7 +41,8 @@ TEST(GlobalSetup, GlobalRecordAndItsFailures)
             EXPECT_EQ(h.sizeOf(h.out.global_data), sizeof(GlobalData));
             const GlobalData* g = static_cast<GlobalData*>(*h.out.global_data);
             EXPECT_EQ(g->initialized, 1);
-            EXPECT_EQ(g->pluginID, c == Premiere ? 0 : 77);  // 77: the fake host's id; no registration in Premiere
+            EXPECT_EQ(g->pluginID,
+                      c == Premiere ? 0 : 77); // 77: the fake host's id; no registration in Premiere
             for (int w : g->reserved)
                 EXPECT_EQ(w, 0);
         } else {
@@ -95,4 +95,4 @@ TEST(About, LongNameAndVersionStillFitTheMessage)
     EXPECT_EQ(msg.substr(msg.size() - 202), "\r" + std::string(201, 'd'));
 }
 
-}  // namespace
+} // namespace

@@ -29,8 +29,8 @@ TEST(Handles, OwnHandlesWhereTheHostHasNoCallbacksStayOwn)
     ASSERT_EQ(resizeHandle(&h.in, 4096, &a), PF_Err_NONE);
     EXPECT_EQ(h.resizeCalls, 0);
     EXPECT_EQ(handleSize(&h.in, a), 4096);
-    EXPECT_EQ(static_cast<unsigned char*>(*a)[15], 0x5A);  // growing keeps the bytes
-    disposeHandle(&h.in, a);  // the fake host would throw on a foreign handle
+    EXPECT_EQ(static_cast<unsigned char*>(*a)[15], 0x5A); // growing keeps the bytes
+    disposeHandle(&h.in, a);                              // the fake host would throw on a foreign handle
     EXPECT_FALSE(isLocalHandle(a));
 }
 
@@ -55,4 +55,4 @@ TEST(Handles, HostHandlesWithoutCallbacksAndNullHandlesAreLeftAlone)
     EXPECT_EQ(handleData(none), nullptr);
 }
 
-}  // namespace
+} // namespace

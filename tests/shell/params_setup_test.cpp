@@ -5,8 +5,8 @@
 // a real host does not produce.
 #include <gtest/gtest.h>
 
-#include <vector>
 #include <string>
+#include <vector>
 
 #include "FakeHost.h"
 #include "shell/ParamsSetup.h"
@@ -38,17 +38,17 @@ constexpr PF_Fixed fixed(int whole) { return whole * 65536; }
 
 TEST(ParamsSetup, DefaultsInHostUnitsAtTheirEdges)
 {
-    glfxpar popup = param(GLFX_POPUP, "Look", 1.9f);  // choice trunc(1.9) + 1
+    glfxpar popup = param(GLFX_POPUP, "Look", 1.9f); // choice trunc(1.9) + 1
     popup.max = 2.f;
     popup.itemtext = "x|y|z";
     glfxpar huge = param(GLFX_POPUP, "Huge", 1e10f);
-    huge.max = 1e10f;  // integer part held at 2^31 - 1; + 1 = 2^31, whose low 16 bits are 0
-    glfxpar check = param(GLFX_CHECK, "Enable", 257.f);  // only the low 8 bits survive
+    huge.max = 1e10f; // integer part held at 2^31 - 1; + 1 = 2^31, whose low 16 bits are 0
+    glfxpar check = param(GLFX_CHECK, "Enable", 257.f); // only the low 8 bits survive
     check.itemtext = "on";
-    glfxpar pair = param(GLFX_FLOAT2, "Offset", 0.5f);  // a single slider
+    glfxpar pair = param(GLFX_FLOAT2, "Offset", 0.5f); // a single slider
     pair.min = -1.f;
     pair.max = 1.f;
-    pair.items = {"x"};  // one item does not widen the valid range
+    pair.items = {"x"}; // one item does not widen the valid range
 
     FakeHost h;
     cglfx fx = describe({popup, huge, check, param(GLFX_COLOR, "Tint", 1.f, 0.5f, 0.1f),
@@ -179,7 +179,8 @@ TEST(ParamsSetup, ParameterCountsAtTheEdges)
         A_long lastId;
         A_long numParams;
     };
-    for (const Row& r : {Row{0, 0, 0, 1}, Row{1, 0, 0, 1}, Row{127, 126, 127, 127}, Row{500, 127, 128, 128}}) {
+    for (const Row& r :
+         {Row{0, 0, 0, 1}, Row{1, 0, 0, 1}, Row{127, 126, 127, 127}, Row{500, 127, 128, 128}}) {
         SCOPED_TRACE(r.count);
         FakeHost h;
         cglfx fx;
@@ -209,4 +210,4 @@ TEST(ParamsSetup, FirstAddParamErrorEndsTheCommand)
     EXPECT_EQ(h.out.num_params, -7);
 }
 
-}  // namespace
+} // namespace

@@ -21,9 +21,8 @@ const char* const kPassThrough =
     "[par1]\nname=A parameter name far longer than the host allows\nparam=gain\ntype=float\n"
     "min=0\nmax=1\ndefault=0.5\n";
 
-const char* const kBrokenShader =
-    "[settings]\nname=Broken\ndescription=Does not compile.\nversion=1.0\n"
-    "[ps0]\nvoid main() { this is not a shader; }\n";
+const char* const kBrokenShader = "[settings]\nname=Broken\ndescription=Does not compile.\nversion=1.0\n"
+                                  "[ps0]\nvoid main() { this is not a shader; }\n";
 
 // Defined dynamic symbols of a library: (type letter, name).
 std::set<std::pair<char, std::string>> definedSymbols(const std::string& path)
@@ -108,7 +107,7 @@ TEST(PluginSession, RendersAgainAfterFlattenAndResetup)
         Session s(plugin, mode);
         ASSERT_EQ(s.start(), PF_Err_NONE);
         ASSERT_EQ(s.added().size(), 1u);
-        EXPECT_EQ(s.added()[0].name, "A parameter name far longer tha");  // 31 characters
+        EXPECT_EQ(s.added()[0].name, "A parameter name far longer tha"); // 31 characters
         const bool bgra = mode == HostMode::Premiere;
         World in(16, 16, 8, bgra), out(16, 16, 8, bgra);
         fillPattern(in);
@@ -150,4 +149,4 @@ TEST(PluginSession, NoBuildLogAlertUnderPremiere)
     ASSERT_EQ(s.finish(), PF_Err_NONE);
 }
 
-}  // namespace
+} // namespace

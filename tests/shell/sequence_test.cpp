@@ -23,7 +23,7 @@ cglfx visibilityDescription()
     fx.settings.layerCount = 2;
     fx.par[1].visibility = 1;
     fx.par[2].visibility = 2;
-    fx.par[100].visibility = 2;  // beyond the count: copied all the same
+    fx.par[100].visibility = 2; // beyond the count: copied all the same
     return fx;
 }
 
@@ -64,7 +64,7 @@ TEST(Sequence, SetupCreatesOneZeroedRecord)
         EXPECT_EQ(d->glContext, nullptr);
         EXPECT_EQ(d->defines, nullptr);
         EXPECT_EQ(d->outputBuffer, nullptr);
-        EXPECT_EQ(d->values[5][2], 0.f);  // fresh host memory is not zero: the record was cleared
+        EXPECT_EQ(d->values[5][2], 0.f); // fresh host memory is not zero: the record was cleared
         EXPECT_EQ(d->layerBuffers[31], nullptr);
 
         h.in.sequence_data = h.out.sequence_data;
@@ -77,7 +77,8 @@ TEST(Sequence, WrongSizedHandlesAreResizedToOneRecord)
 {
     for (bool resetup : {false, true})
         for (bool large : {false, true}) {
-            SCOPED_TRACE(std::string(resetup ? "RESETUP" : "SETUP") + (large ? ", too large" : ", too small"));
+            SCOPED_TRACE(std::string(resetup ? "RESETUP" : "SETUP") +
+                         (large ? ", too large" : ", too small"));
             FakeHost h;
             h.in.sequence_data = h.newHandle(large ? sizeof(EffectData) + 1000 : 16);
             if (large) {
@@ -94,7 +95,8 @@ TEST(Sequence, WrongSizedHandlesAreResizedToOneRecord)
                 d->outputBufferWidth = 64;
                 d->defines = reinterpret_cast<std::map<std::string, std::string>*>(0x40);
             }
-            ASSERT_EQ(resetup ? glfxshell::SequenceResetup(&h.in, &h.out, nullptr, nullptr) : setup(h), PF_Err_NONE);
+            ASSERT_EQ(resetup ? glfxshell::SequenceResetup(&h.in, &h.out, nullptr, nullptr) : setup(h),
+                      PF_Err_NONE);
             EXPECT_EQ(h.sizeOf(h.in.sequence_data), sizeof(EffectData));
             const EffectData* d = recordIn(h.in.sequence_data);
             EXPECT_TRUE(d->rebuild);
@@ -154,7 +156,7 @@ TEST(Sequence, FlattenReleasesEverythingTheRecordOwns)
     EXPECT_FALSE(d->layerSkip[1]);
     EXPECT_EQ(d->outputBuffer, nullptr);
     EXPECT_EQ(d->outputBufferWidth, 0);
-    EXPECT_EQ(d->visibility[3], -2);  // state that is not a pointer survives
+    EXPECT_EQ(d->visibility[3], -2); // state that is not a pointer survives
     EXPECT_EQ(h.sizeOf(h.in.sequence_data), sizeof(EffectData));
 
     setdown(h);
@@ -188,4 +190,4 @@ TEST(Sequence, OutOfMemoryIsReportedToTheUser)
     EXPECT_STRNE(h.out.return_msg, "");
 }
 
-}  // namespace
+} // namespace
