@@ -20,6 +20,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace glfxhost {
@@ -332,6 +333,9 @@ public:
     const Records& records() const { return rec_; }
     void clearRecords(); // keeps the set-up answers (version, flags)
     const std::vector<uint8_t>& flatData() const { return flat_; }
+    /* Replaces the saved project's bytes that the next resetup() hands to the
+       effect: a project written by another build, or tampered with. */
+    void setFlatData(std::vector<uint8_t> bytes) { flat_ = std::move(bytes); }
     bool hasGlobalData() const { return globalData_ != nullptr; }
     bool hasSequenceData() const { return sequenceData_ != nullptr; }
     size_t sequenceDataSize() const;
