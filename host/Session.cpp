@@ -320,13 +320,13 @@ PF_Err Session::flatten()
 
 PF_Err Session::resetup()
 {
-    if (sequenceData_) {
-        // The host lets go of the instance's live data when it reopens the saved
-        // project; the handle is the host's memory, so the host frees it.
-        if (isLiveHandle(sequenceData_))
-            disposeHandle(sequenceData_);
-        sequenceData_ = nullptr;
-    }
+    // Closing the project sets the live instance down; the effect disposes of
+    // its own handle then. The host never frees a sequence handle behind the
+    // effect's back (a live record holds the effect's GPU context).
+    PF_Err setdownErr = PF_Err_NONE;
+    if (sequenceUp_)
+        setdownErr = sequenceSetdown();
+    sequenceData_ = nullptr;
     if (!flat_.empty()) {
         PF_Handle h = newHandle(flat_.size(), this);
         if (!h)
@@ -336,7 +336,7 @@ PF_Err Session::resetup()
     }
     PF_Err err = call(PF_Cmd_SEQUENCE_RESETUP, nullptr, nullptr, true);
     sequenceUp_ = true;
-    return err;
+    return err ? err : setdownErr;
 }
 
 PF_Err Session::sequenceSetdown()

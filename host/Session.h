@@ -76,8 +76,10 @@ public:
     PF_Err about(std::string& text);
     /* SEQUENCE_FLATTEN; keeps a copy of the flat bytes as a saved project. */
     PF_Err flatten();
-    /* SEQUENCE_RESETUP with a new handle holding the flat bytes (as a project
-       being opened); the old sequence handle is disposed of first. */
+    /* The project saved and opened again: a live instance is set down first
+       (SEQUENCE_SETDOWN, as when the project closes), then SEQUENCE_RESETUP
+       gets a new handle holding the saved bytes (flatData(); no handle when
+       there are none). The host never frees a sequence handle itself. */
     PF_Err resetup();
     PF_Err sequenceSetdown();
     PF_Err globalSetdown();
