@@ -1,6 +1,9 @@
-// Host memory: effect handles, AEGP memory handles, effect and stream
-// references, and the registry of live sessions.
-#include "host/HostInternal.h"
+// Effect handles: host memory blocks the effect allocates through the host.
+#include "host/Handles.h"
+
+#include "host/Session.h"
+#include "host/SessionAccess.h"
+#include "host/SessionRegistry.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -26,19 +29,12 @@ struct HandleBlock {
     int locks;
 };
 
+// Live handles of every session: added by newHandle, removed when disposed of.
 std::set<HandleBlock*>& handles()
 {
     static std::set<HandleBlock*> s;
     return s;
 }
-
-std::set<const Session*>& sessions()
-{
-    static std::set<const Session*> s;
-    return s;
-}
-
-thread_local Session* tCurrent = nullptr;
 
 HandleBlock* findHandle(PF_Handle h)
 {
@@ -51,27 +47,6 @@ HandleBlock* findHandle(PF_Handle h)
 void* allocData(A_u_longlong size) { return std::malloc(size ? static_cast<size_t>(size) : 1); }
 
 } // namespace
-
-Session* currentSession() { return tCurrent; }
-
-CurrentSessionScope::CurrentSessionScope(Session* s) : previous_(tCurrent) { tCurrent = s; }
-CurrentSessionScope::~CurrentSessionScope() { tCurrent = previous_; }
-
-bool isLiveSession(const void* s)
-{
-    std::lock_guard<std::mutex> g(regMutex());
-    return sessions().count(static_cast<const Session*>(s)) != 0;
-}
-void registerSession(Session* s)
-{
-    std::lock_guard<std::mutex> g(regMutex());
-    sessions().insert(s);
-}
-void unregisterSession(Session* s)
-{
-    std::lock_guard<std::mutex> g(regMutex());
-    sessions().erase(s);
-}
 
 // ---- effect handles --------------------------------------------------------
 

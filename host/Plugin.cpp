@@ -1,5 +1,5 @@
 // Loading the plug-in library and pointing its description text.
-#include "host/Host.h"
+#include "host/Plugin.h"
 
 #include <dlfcn.h>
 #include <limits.h>

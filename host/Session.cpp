@@ -1,5 +1,13 @@
 // One effect instance driven through the host's command sequence.
-#include "host/HostInternal.h"
+#include "host/Session.h"
+
+#include "host/AegpRefs.h"
+#include "host/Broker.h"
+#include "host/Handles.h"
+#include "host/InteractCallbacks.h"
+#include "host/SessionAccess.h"
+#include "host/SessionRegistry.h"
+#include "host/SmartRenderCallbacks.h"
 
 #include <algorithm>
 #include <cmath>
@@ -9,366 +17,18 @@
 
 namespace glfxhost {
 
-const char* hostModeName(HostMode mode) { return mode == HostMode::Premiere ? "premiere" : "ae"; }
-
-const char* commandName(PF_Cmd cmd)
-{
-    static const char* const names[] = {"ABOUT",
-                                        "GLOBAL_SETUP",
-                                        "UNUSED_0",
-                                        "GLOBAL_SETDOWN",
-                                        "PARAMS_SETUP",
-                                        "SEQUENCE_SETUP",
-                                        "SEQUENCE_RESETUP",
-                                        "SEQUENCE_FLATTEN",
-                                        "SEQUENCE_SETDOWN",
-                                        "DO_DIALOG",
-                                        "FRAME_SETUP",
-                                        "RENDER",
-                                        "FRAME_SETDOWN",
-                                        "USER_CHANGED_PARAM",
-                                        "UPDATE_PARAMS_UI",
-                                        "EVENT",
-                                        "GET_EXTERNAL_DEPENDENCIES",
-                                        "COMPLETELY_GENERAL",
-                                        "QUERY_DYNAMIC_FLAGS",
-                                        "AUDIO_RENDER",
-                                        "AUDIO_SETUP",
-                                        "AUDIO_SETDOWN",
-                                        "ARBITRARY_CALLBACK",
-                                        "SMART_PRE_RENDER",
-                                        "SMART_RENDER"};
-    if (cmd >= 0 && cmd < static_cast<PF_Cmd>(sizeof names / sizeof names[0]))
-        return names[cmd];
-    return "UNKNOWN";
-}
-
-const char* paramTypeName(PF_ParamType type)
-{
-    switch (type) {
-    case PF_Param_LAYER: return "LAYER";
-    case PF_Param_SLIDER: return "SLIDER";
-    case PF_Param_FIX_SLIDER: return "FIX_SLIDER";
-    case PF_Param_ANGLE: return "ANGLE";
-    case PF_Param_CHECKBOX: return "CHECKBOX";
-    case PF_Param_COLOR: return "COLOR";
-    case PF_Param_POINT: return "POINT";
-    case PF_Param_POPUP: return "POPUP";
-    case PF_Param_CUSTOM: return "CUSTOM";
-    case PF_Param_NO_DATA: return "NO_DATA";
-    case PF_Param_FLOAT_SLIDER: return "FLOAT_SLIDER";
-    case PF_Param_ARBITRARY_DATA: return "ARBITRARY_DATA";
-    case PF_Param_PATH: return "PATH";
-    case PF_Param_GROUP_START: return "GROUP_START";
-    case PF_Param_GROUP_END: return "GROUP_END";
-    case PF_Param_BUTTON: return "BUTTON";
-    case PF_Param_POINT_3D: return "POINT_3D";
-    default: return "UNKNOWN";
-    }
-}
-
-// ---- Impl helpers ------------------------------------------------------------
-
-Session* Session::Impl::fromRef(PF_ProgPtr ref)
-{
-    if (!ref || !isLiveSession(ref)) {
-        noteProblem(currentSession(), "callback with an unknown effect_ref");
-        return nullptr;
-    }
-    return static_cast<Session*>(ref);
-}
-
-void Session::Impl::problem(Session& s, const std::string& what)
-{
-    s.rec_.problems.push_back(std::string(commandName(s.currentCmd_)) + ": " + what);
-}
-
-void Session::Impl::recordSuite(Session& s, const char* name, bool acquired)
-{
-    if (acquired)
-        ++s.rec_.suiteAcquires[name];
-    else
-        ++s.rec_.suiteReleases[name];
-}
-
-void Session::Impl::recordSuiteMiss(Session& s, const std::string& what)
-{
-    s.rec_.suiteMisses.push_back(what);
-}
-
-void Session::Impl::valueAt(Session& s, int index, PF_ParamDef& out)
-{
-    out = PF_ParamDef{};
-    if (index == 0) {
-        out.param_type = PF_Param_LAYER;
-        out.u.ld = s.input_ ? *s.input_->def() : *s.emptyWorld_.def();
-        return;
-    }
-    const AddedParam& p = s.params_[static_cast<size_t>(index - 1)];
-    out = p.value;
-    out.uu.id = p.def.uu.id;
-    if (p.def.param_type == PF_Param_LAYER) {
-        const World* w = p.layer;
-        if (!p.layerSet && p.def.u.ld.dephault == PF_LayerDefault_MYSELF)
-            w = s.input_;
-        const A_long dephault = p.def.u.ld.dephault;
-        out.u.ld = w ? *w->def() : *s.emptyWorld_.def();
-        out.u.ld.dephault = dephault;
-    }
-}
-
-// ---- interact callbacks -------------------------------------------------------
-
-PF_Err Session::Impl::checkoutParam(PF_ProgPtr ref, PF_ParamIndex index, A_long what_time, A_long time_step,
-                                    A_u_long time_scale, PF_ParamDef* param)
-{
-    Session* s = fromRef(ref);
-    if (!s)
-        return PF_Err_BAD_CALLBACK_PARAM;
-    if (!param) {
-        problem(*s, "checkout_param without a definition to fill");
-        return PF_Err_BAD_CALLBACK_PARAM;
-    }
-    if (index < 0 || index > static_cast<PF_ParamIndex>(s->params_.size())) {
-        problem(*s, "checkout_param of parameter " + std::to_string(index) + " that does not exist");
-        return PF_Err_INVALID_INDEX;
-    }
-    if (time_scale == 0) {
-        problem(*s, "checkout_param with a time scale of 0");
-        return PF_Err_BAD_CALLBACK_PARAM;
-    }
-    s->rec_.paramCheckouts.push_back({index, what_time, time_step, time_scale, s->currentCmd_});
-    valueAt(*s, index, *param);
-    s->outstanding_.push_back(param);
-    return PF_Err_NONE;
-}
-
-PF_Err Session::Impl::checkinParam(PF_ProgPtr ref, PF_ParamDef* param)
-{
-    Session* s = fromRef(ref);
-    if (!s)
-        return PF_Err_BAD_CALLBACK_PARAM;
-    auto it = std::find(s->outstanding_.begin(), s->outstanding_.end(), param);
-    if (it == s->outstanding_.end()) {
-        problem(*s, "checkin_param of a definition that was not checked out");
-        return PF_Err_BAD_CALLBACK_PARAM;
-    }
-    s->outstanding_.erase(it);
-    ++s->rec_.paramCheckins;
-    return PF_Err_NONE;
-}
-
-PF_Err Session::Impl::addParam(PF_ProgPtr ref, PF_ParamIndex index, PF_ParamDefPtr def)
-{
-    Session* s = fromRef(ref);
-    if (!s)
-        return PF_Err_BAD_CALLBACK_PARAM;
-    if (s->currentCmd_ != PF_Cmd_PARAMS_SETUP) {
-        problem(*s, "add_param outside PARAMS_SETUP");
-        return PF_Err_INVALID_CALLBACK;
-    }
-    if (!def) {
-        problem(*s, "add_param without a definition");
-        return PF_Err_BAD_CALLBACK_PARAM;
-    }
-    const PF_ParamIndex next = static_cast<PF_ParamIndex>(s->params_.size() + 1);
-    if (index != -1 && index != next) {
-        problem(*s,
-                "add_param at index " + std::to_string(index) + " (next is " + std::to_string(next) + ")");
-        return PF_Err_INVALID_INDEX;
-    }
-    if (!std::memchr(def->name, 0, sizeof def->name)) {
-        problem(*s, "add_param: name of parameter " + std::to_string(next) + " is not terminated within " +
-                        std::to_string(sizeof def->name) + " bytes");
-        return PF_Err_BAD_CALLBACK_PARAM;
-    }
-    switch (def->param_type) {
-    case PF_Param_LAYER:
-    case PF_Param_SLIDER:
-    case PF_Param_FIX_SLIDER:
-    case PF_Param_ANGLE:
-    case PF_Param_CHECKBOX:
-    case PF_Param_COLOR:
-    case PF_Param_POINT:
-    case PF_Param_POPUP:
-    case PF_Param_FLOAT_SLIDER:
-    case PF_Param_GROUP_START:
-    case PF_Param_GROUP_END:
-    case PF_Param_BUTTON:
-    case PF_Param_POINT_3D:
-    case PF_Param_NO_DATA: break;
-    default:
-        problem(*s, "add_param with unknown type " + std::to_string(def->param_type));
-        return PF_Err_UNRECOGNIZED_PARAM_TYPE;
-    }
-    for (const AddedParam& p : s->params_)
-        if (def->uu.id != 0 && p.def.uu.id == def->uu.id) {
-            problem(*s, "add_param: id " + std::to_string(def->uu.id) + " used twice");
-            return PF_Err_BAD_CALLBACK_PARAM;
-        }
-    if (def->param_type == PF_Param_POPUP) {
-        const A_short n = def->u.pd.num_choices;
-        if (n < 1 || def->u.pd.dephault < 1 || def->u.pd.dephault > n) {
-            problem(*s, "add_param: popup " + std::to_string(next) + " default " +
-                            std::to_string(def->u.pd.dephault) + " outside 1.." + std::to_string(n));
-            return PF_Err_BAD_CALLBACK_PARAM;
-        }
-    }
-    AddedParam p;
-    p.hostIndex = next;
-    p.descIndex = def->uu.id - 1;
-    p.def = *def;
-    p.name = def->name;
-    if (def->param_type == PF_Param_POPUP && def->u.pd.u.namesptr)
-        p.choices = def->u.pd.u.namesptr;
-    if (def->param_type == PF_Param_CHECKBOX && def->u.bd.u.nameptr)
-        p.choices = def->u.bd.u.nameptr;
-    if (def->param_type == PF_Param_BUTTON && def->u.button_d.u.namesptr)
-        p.choices = def->u.button_d.u.namesptr;
-    p.value = p.def;
-    if (def->param_type == PF_Param_POINT)
-        p.pointInPercent = true;
-    s->params_.push_back(std::move(p));
-    // The copies of the texts moved with the vector: point every record at its own.
-    for (AddedParam& q : s->params_) {
-        const char* text = q.choices.empty() ? nullptr : q.choices.c_str();
-        for (PF_ParamDef* d : {&q.def, &q.value}) {
-            if (d->param_type == PF_Param_POPUP)
-                d->u.pd.u.namesptr = text;
-            if (d->param_type == PF_Param_CHECKBOX)
-                d->u.bd.u.nameptr = text;
-            if (d->param_type == PF_Param_BUTTON)
-                d->u.button_d.u.namesptr = text;
-        }
-    }
-    if (s->layerW_ > 0)
-        s->convertPercentPoints();
-    return PF_Err_NONE;
-}
-
-PF_Err Session::Impl::abortCheck(PF_ProgPtr ref)
-{
-    return fromRef(ref) ? PF_Err_NONE : PF_Err_BAD_CALLBACK_PARAM;
-}
-
-PF_Err Session::Impl::progress(PF_ProgPtr ref, A_long, A_long)
-{
-    return fromRef(ref) ? PF_Err_NONE : PF_Err_BAD_CALLBACK_PARAM;
-}
-
-// ---- smart render callbacks ---------------------------------------------------
-
-PF_Err Session::Impl::checkoutLayer(PF_ProgPtr ref, PF_ParamIndex index, A_long checkout_id,
-                                    const PF_RenderRequest* req, A_long what_time, A_long time_step,
-                                    A_u_long time_scale, PF_CheckoutResult* result)
-{
-    Session* s = fromRef(ref);
-    if (!s)
-        return PF_Err_BAD_CALLBACK_PARAM;
-    if (s->currentCmd_ != PF_Cmd_SMART_PRE_RENDER) {
-        problem(*s, "checkout_layer outside SMART_PRE_RENDER");
-        return PF_Err_INVALID_CALLBACK;
-    }
-    if (!req || !result) {
-        problem(*s, "checkout_layer without a request or a result");
-        return PF_Err_BAD_CALLBACK_PARAM;
-    }
-    if (index < 0 || index > static_cast<PF_ParamIndex>(s->params_.size()) ||
-        (index > 0 && s->params_[static_cast<size_t>(index - 1)].def.param_type != PF_Param_LAYER)) {
-        problem(*s, "checkout_layer of parameter " + std::to_string(index) + ", which is no layer");
-        return PF_Err_INVALID_INDEX;
-    }
-    if (s->layerCheckoutIds_.count(checkout_id)) {
-        problem(*s, "checkout_layer: checkout id " + std::to_string(checkout_id) + " used twice");
-        return PF_Err_BAD_CALLBACK_PARAM;
-    }
-    s->rec_.layerCheckouts.push_back({index, checkout_id, what_time, time_step, time_scale});
-    s->layerCheckoutIds_[checkout_id] = index;
-    PF_ParamDef d{};
-    valueAt(*s, index, d);
-    *result = PF_CheckoutResult{};
-    const A_long w = d.u.ld.data ? d.u.ld.width : 0, h = d.u.ld.data ? d.u.ld.height : 0;
-    result->max_result_rect = {0, 0, w, h};
-    result->result_rect = {std::max<A_long>(0, req->rect.left), std::max<A_long>(0, req->rect.top),
-                           std::min(w, req->rect.right), std::min(h, req->rect.bottom)};
-    if (result->result_rect.left >= result->result_rect.right ||
-        result->result_rect.top >= result->result_rect.bottom)
-        result->result_rect = {0, 0, 0, 0};
-    result->par = {1, 1};
-    result->ref_width = w;
-    result->ref_height = h;
-    return PF_Err_NONE;
-}
-
-PF_Err Session::Impl::guidMixIn(PF_ProgPtr ref, A_u_long, const void*)
-{
-    return fromRef(ref) ? PF_Err_NONE : PF_Err_BAD_CALLBACK_PARAM;
-}
-
-PF_Err Session::Impl::checkoutLayerPixels(PF_ProgPtr ref, A_long checkout_id, PF_EffectWorld** pixels)
-{
-    Session* s = fromRef(ref);
-    if (!s)
-        return PF_Err_BAD_CALLBACK_PARAM;
-    if (!pixels)
-        return PF_Err_BAD_CALLBACK_PARAM;
-    *pixels = nullptr;
-    if (s->currentCmd_ != PF_Cmd_SMART_RENDER) {
-        problem(*s, "checkout_layer_pixels outside SMART_RENDER");
-        return PF_Err_INVALID_CALLBACK;
-    }
-    auto it = s->layerCheckoutIds_.find(checkout_id);
-    if (it == s->layerCheckoutIds_.end()) {
-        problem(*s, "checkout_layer_pixels of id " + std::to_string(checkout_id) +
-                        " not checked out at pre-render");
-        return PF_Err_BAD_CALLBACK_PARAM;
-    }
-    PF_ParamDef d{};
-    valueAt(*s, it->second, d);
-    if (!d.u.ld.data)
-        return PF_Err_NONE; // no layer chosen: no pixels
-    s->pixelCopies_.push_back(std::make_unique<PF_LayerDef>(d.u.ld));
-    *pixels = s->pixelCopies_.back().get();
-    return PF_Err_NONE;
-}
-
-PF_Err Session::Impl::checkinLayerPixels(PF_ProgPtr ref, A_long checkout_id)
-{
-    Session* s = fromRef(ref);
-    if (!s)
-        return PF_Err_BAD_CALLBACK_PARAM;
-    if (!s->layerCheckoutIds_.count(checkout_id)) {
-        problem(*s, "checkin_layer_pixels of id " + std::to_string(checkout_id) + " not checked out");
-        return PF_Err_BAD_CALLBACK_PARAM;
-    }
-    return PF_Err_NONE;
-}
-
-PF_Err Session::Impl::checkoutOutput(PF_ProgPtr ref, PF_EffectWorld** output)
-{
-    Session* s = fromRef(ref);
-    if (!s || !output)
-        return PF_Err_BAD_CALLBACK_PARAM;
-    if (s->currentCmd_ != PF_Cmd_SMART_RENDER || !s->output_) {
-        problem(*s, "checkout_output outside SMART_RENDER");
-        *output = nullptr;
-        return PF_Err_INVALID_CALLBACK;
-    }
-    *output = s->output_->def();
-    return PF_Err_NONE;
-}
-
 // ---- Session -------------------------------------------------------------------
 
 Session::Session(Plugin& plugin, HostMode mode) : plugin_(plugin), mode_(mode)
 {
     registerSession(this);
-    in_.inter.checkout_param = Impl::checkoutParam;
-    in_.inter.checkin_param = Impl::checkinParam;
-    in_.inter.add_param = Impl::addParam;
-    in_.inter.abort = Impl::abortCheck;
-    in_.inter.progress = Impl::progress;
-    in_.utils = utilCallbacks();
+    in_.inter.checkout_param = InteractCallbacks::checkoutParam;
+    in_.inter.checkin_param = InteractCallbacks::checkinParam;
+    in_.inter.add_param = InteractCallbacks::addParam;
+    in_.inter.abort = InteractCallbacks::abortCheck;
+    in_.inter.progress = InteractCallbacks::progress;
+    utils_ = *utilCallbacks();
+    in_.utils = &utils_;
     in_.effect_ref = this;
     in_.quality = PF_Quality_HI;
     in_.version = {PF_PLUG_IN_VERSION, PF_PLUG_IN_SUBVERS};
@@ -470,6 +130,7 @@ void Session::clearRecords()
     keep.formatClears = rec_.formatClears;
     keep.supportedFormats = rec_.supportedFormats;
     keep.registeredNames = rec_.registeredNames;
+    keep.limit = rec_.limit;
     rec_ = std::move(keep);
 }
 
@@ -480,13 +141,29 @@ void Session::fillParamArray(std::vector<PF_ParamDef>& defs, std::vector<PF_Para
         input_ = input;
     defs.assign(params_.size() + 1, PF_ParamDef{});
     for (size_t i = 0; i <= params_.size(); ++i) {
-        Impl::valueAt(*this, static_cast<int>(i), defs[i]);
+        SessionAccess::valueAt(*this, static_cast<int>(i), defs[i]);
         defs[i].uu.change_flags = PF_ChangeFlag_NONE;
     }
     input_ = saved;
     ptrs.resize(defs.size());
     for (size_t i = 0; i < defs.size(); ++i)
         ptrs[i] = &defs[i];
+}
+
+void Session::applyFaults()
+{
+    utils_ = *utilCallbacks();
+    if (faults_.nullHandleCallbacks) {
+        utils_.host_new_handle = nullptr;
+        utils_.host_lock_handle = nullptr;
+        utils_.host_unlock_handle = nullptr;
+        utils_.host_dispose_handle = nullptr;
+        utils_.host_get_handle_size = nullptr;
+        utils_.host_resize_handle = nullptr;
+    }
+    if (faults_.nullAnsiStrcpy)
+        utils_.ansi.strcpy = nullptr;
+    in_.utils = &utils_;
 }
 
 PF_Err Session::call(PF_Cmd cmd, void* extra, PF_LayerDef* output, bool withParams)
@@ -496,6 +173,7 @@ PF_Err Session::call(PF_Cmd cmd, void* extra, PF_LayerDef* output, bool withPara
     if (withParams)
         fillParamArray(defs, ptrs, nullptr);
 
+    applyFaults();
     in_.num_params = static_cast<A_long>(params_.size() + 1);
     in_.global_data = globalData_;
     in_.sequence_data = sequenceData_;
@@ -515,10 +193,10 @@ PF_Err Session::call(PF_Cmd cmd, void* extra, PF_LayerDef* output, bool withPara
         try {
             err = plugin_.entry()(cmd, &in_, &out, withParams ? ptrs.data() : nullptr, output, extra);
         } catch (const std::exception& e) {
-            Impl::problem(*this, std::string("exception escaped the entry point: ") + e.what());
+            SessionAccess::problem(*this, std::string("exception escaped the entry point: ") + e.what());
             err = PF_Err_INTERNAL_STRUCT_DAMAGED;
         } catch (...) {
-            Impl::problem(*this, "exception escaped the entry point");
+            SessionAccess::problem(*this, "exception escaped the entry point");
             err = PF_Err_INTERNAL_STRUCT_DAMAGED;
         }
         currentCmd_ = previous;
@@ -537,7 +215,7 @@ PF_Err Session::call(PF_Cmd cmd, void* extra, PF_LayerDef* output, bool withPara
         r.returnMsg = out.return_msg;
     else {
         r.returnMsg.assign(out.return_msg, sizeof out.return_msg);
-        Impl::problem(*this, "return_msg is not terminated");
+        SessionAccess::problem(*this, "return_msg is not terminated");
     }
     if (cmd == PF_Cmd_GLOBAL_SETUP) {
         rec_.version = out.my_version;
@@ -548,12 +226,14 @@ PF_Err Session::call(PF_Cmd cmd, void* extra, PF_LayerDef* output, bool withPara
         rec_.numParams = out.num_params;
         const A_long added = static_cast<A_long>(params_.size() + 1);
         if (!err && out.num_params != added)
-            Impl::problem(*this, "num_params is " + std::to_string(out.num_params) + " but " +
-                                     std::to_string(added) + " parameters (the input included) were added");
+            SessionAccess::problem(*this, "num_params is " + std::to_string(out.num_params) + " but " +
+                                              std::to_string(added) +
+                                              " parameters (the input included) were added");
     }
     if (cmd != PF_Cmd_ABOUT && !r.returnMsg.empty() && (out.out_flags & PF_OutFlag_DISPLAY_ERROR_MESSAGE))
         std::cerr << r.returnMsg << "\n";
-    rec_.commands.push_back(r);
+    lastCommand_ = r;
+    rec_.add(rec_.commands, std::move(r));
 
     // Values the effect changed in the parameter array during a user change.
     if (withParams && (cmd == PF_Cmd_USER_CHANGED_PARAM || cmd == PF_Cmd_UPDATE_PARAMS_UI)) {
@@ -562,7 +242,7 @@ PF_Err Session::call(PF_Cmd cmd, void* extra, PF_LayerDef* output, bool withPara
                 continue;
             AddedParam& p = params_[i - 1];
             if (defs[i].param_type != p.def.param_type) {
-                Impl::problem(*this, "parameter " + std::to_string(i) + " changed to another type");
+                SessionAccess::problem(*this, "parameter " + std::to_string(i) + " changed to another type");
                 continue;
             }
             if (p.def.param_type == PF_Param_LAYER)
@@ -620,7 +300,7 @@ PF_Err Session::sendCommand(PF_Cmd cmd) { return call(cmd, nullptr, nullptr, tru
 PF_Err Session::about(std::string& text)
 {
     PF_Err err = call(PF_Cmd_ABOUT, nullptr, nullptr, false);
-    text = rec_.commands.back().returnMsg;
+    text = lastCommand_.returnMsg;
     return err;
 }
 
@@ -640,13 +320,13 @@ PF_Err Session::flatten()
 
 PF_Err Session::resetup()
 {
-    if (sequenceData_) {
-        // The host lets go of the instance's live data when it reopens the saved
-        // project; the handle is the host's memory, so the host frees it.
-        if (isLiveHandle(sequenceData_))
-            disposeHandle(sequenceData_);
-        sequenceData_ = nullptr;
-    }
+    // Closing the project sets the live instance down; the effect disposes of
+    // its own handle then. The host never frees a sequence handle behind the
+    // effect's back (a live record holds the effect's GPU context).
+    PF_Err setdownErr = PF_Err_NONE;
+    if (sequenceUp_)
+        setdownErr = sequenceSetdown();
+    sequenceData_ = nullptr;
     if (!flat_.empty()) {
         PF_Handle h = newHandle(flat_.size(), this);
         if (!h)
@@ -656,14 +336,14 @@ PF_Err Session::resetup()
     }
     PF_Err err = call(PF_Cmd_SEQUENCE_RESETUP, nullptr, nullptr, true);
     sequenceUp_ = true;
-    return err;
+    return err ? err : setdownErr;
 }
 
 PF_Err Session::sequenceSetdown()
 {
     PF_Err err = call(PF_Cmd_SEQUENCE_SETDOWN, nullptr, nullptr, true);
     if (sequenceData_) {
-        Impl::problem(*this, "sequence data left set after SEQUENCE_SETDOWN");
+        SessionAccess::problem(*this, "sequence data left set after SEQUENCE_SETDOWN");
         sequenceData_ = nullptr; // the host drops it; a live handle shows up as a leak
     }
     sequenceUp_ = false;
@@ -675,7 +355,7 @@ PF_Err Session::globalSetdown()
     PF_Handle old = globalData_;
     PF_Err err = call(PF_Cmd_GLOBAL_SETDOWN, nullptr, nullptr, false);
     if (old && isLiveHandle(old))
-        Impl::problem(*this, "global data not disposed of at GLOBAL_SETDOWN");
+        SessionAccess::problem(*this, "global data not disposed of at GLOBAL_SETDOWN");
     globalData_ = nullptr;
     globalUp_ = false;
     return err;
@@ -739,7 +419,7 @@ PF_Err Session::render(World& input, World& output, double seconds)
         pin.output_request.channel_mask = PF_ChannelMask_ARGB;
         pin.bitdepth = static_cast<short>(output.depth());
         PF_PreRenderOutput pout{};
-        PF_PreRenderCallbacks pcb{Impl::checkoutLayer, Impl::guidMixIn};
+        PF_PreRenderCallbacks pcb{SmartRenderCallbacks::checkoutLayer, SmartRenderCallbacks::guidMixIn};
         PF_PreRenderExtra pre{&pin, &pout, &pcb};
         err = call(PF_Cmd_SMART_PRE_RENDER, &pre, nullptr, false);
         if (!err) {
@@ -747,8 +427,9 @@ PF_Err Session::render(World& input, World& output, double seconds)
             sin.output_request = pin.output_request;
             sin.bitdepth = pin.bitdepth;
             sin.pre_render_data = pout.pre_render_data;
-            PF_SmartRenderCallbacks scb{Impl::checkoutLayerPixels, Impl::checkinLayerPixels,
-                                        Impl::checkoutOutput};
+            PF_SmartRenderCallbacks scb{SmartRenderCallbacks::checkoutLayerPixels,
+                                        SmartRenderCallbacks::checkinLayerPixels,
+                                        SmartRenderCallbacks::checkoutOutput};
             PF_SmartRenderExtra sre{&sin, &scb};
             err = call(PF_Cmd_SMART_RENDER, &sre, nullptr, false);
         }
@@ -756,8 +437,8 @@ PF_Err Session::render(World& input, World& output, double seconds)
             pout.delete_pre_render_data_func(pout.pre_render_data);
     }
     if (!outstanding_.empty()) {
-        Impl::problem(*this,
-                      std::to_string(outstanding_.size()) + " parameter(s) not checked in after the render");
+        SessionAccess::problem(*this, std::to_string(outstanding_.size()) +
+                                          " parameter(s) not checked in after the render");
         outstanding_.clear();
     }
     input_ = nullptr;

@@ -1,6 +1,5 @@
 // Host-owned worlds with padded rows and conversions to and from normalised RGBA.
-#include "host/Host.h"
-#include "host/HostInternal.h"
+#include "host/World.h"
 
 #include <algorithm>
 #include <cmath>
@@ -52,7 +51,7 @@ A_u_short to16(float v)
 }
 } // namespace
 
-bool isLiveWorld(const World* w)
+bool World::isLive(const World* w)
 {
     std::lock_guard<std::mutex> g(worldMutex());
     return worlds().count(w) != 0;

@@ -1,54 +1,84 @@
-// Alerts through host scripts.
-#include <gtest/gtest.h>
+// The Options dialog of an instance that rendered: it rebuilds the shaders
+// and shows a build log as an alert script, made safe for the script's
+// string; host failures leave nothing behind.
+#include "PluginFixture.h"
 
-#include <string>
+#include "sdk/AE_GeneralPlug.h"
 
-#include "FakeHost.h"
-#include "shell/Alert.h"
+using namespace plugintest;
 
 namespace {
 
-TEST(Alert, ScriptTextIsMadeSafeAndCutToTheBuffer)
+// A shader with `errors` undeclared names: a build log of that many lines
+// (Mesa quotes each name with ` and ').
+std::string brokenEffect(int errors)
 {
-    FakeHost h;
-    alert(&h.in, "it's\tdone\nnext\rend");
-    alert(&h.in, std::string(20000, 'm'));
-    ASSERT_EQ(h.scripts.size(), 2u);
-    EXPECT_EQ(h.scripts[0], "alert('it\"s done\\nnext\\rend');");
-    EXPECT_EQ(h.scripts[1], "alert('" + std::string(16381 - 7, 'm'));
-    EXPECT_EQ(h.memHandlesLive, 0);
+    std::string text = "[settings]\nname=Broken\n[ps0]\nvoid main() {\n";
+    for (int i = 0; i < errors; ++i)
+        text += "float a" + std::to_string(i) + " = undeclared" + std::to_string(i) + ";\n";
+    return text + "gl_FragColor = vec4(0.0);\n}\n";
 }
 
-TEST(RunScript, ResultTextAndHandleRelease)
+// Renders a frame (an instance builds its shaders at its first render) and
+// opens the dialog.
+void renderThenDialog(Session& s, HostMode mode)
 {
-    FakeHost h;
-    h.scriptResult = "42";
-    std::string result = "before";
-    runScript(&h.in, "1+41", result);
-    EXPECT_EQ(result, "42");
-    EXPECT_EQ(h.memHandlesLive, 0);
-    for (const auto& a : h.acquired)
-        EXPECT_EQ(h.released[a.first], a.second) << a.first;
+    ASSERT_EQ(s.start(), PF_Err_NONE);
+    EXPECT_EQ(s.doDialog(), PF_Err_NONE); // before any render: nothing to rebuild
+    EXPECT_TRUE(s.records().scripts.empty());
+    World in = worldFor(mode, 4, 4), out = worldFor(mode, 4, 4);
+    s.render(in, out); // a failed build is no render error
+    EXPECT_EQ(s.doDialog(), PF_Err_NONE);
 }
 
-TEST(RunScript, FailuresAndPremiereLeaveTheResultAlone)
+TEST(Alert, BuildLogIsShownAsOneSafeAlert)
 {
-    enum Case { ScriptError, NoUtilitySuite, Premiere };
-    for (Case c : {ScriptError, NoUtilitySuite, Premiere}) {
+    Effect fx(brokenEffect(3));
+    Session& s = fx.session;
+    renderThenDialog(s, HostMode::AfterEffects);
+    const glfxhost::Records& r = s.records();
+    ASSERT_EQ(r.scripts.size(), 1u);
+    const std::string& script = r.scripts[0];
+    ASSERT_GE(script.size(), 10u);
+    EXPECT_EQ(script.substr(0, 7), "alert('");
+    EXPECT_EQ(script.substr(script.size() - 3), "');");
+    const std::string inside = script.substr(7, script.size() - 10);
+    // Quotes become double quotes; line breaks arrive as escapes.
+    EXPECT_EQ(inside.find_first_of("'\r\n\t"), std::string::npos) << inside;
+    ASSERT_EQ(r.alerts.size(), 1u);
+    for (const char* name : {"undeclared0", "undeclared1", "undeclared2"})
+        EXPECT_NE(r.alerts[0].find(name), std::string::npos) << name;
+    EXPECT_NE(r.alerts[0].find('\n'), std::string::npos);
+    EXPECT_NE(r.alerts[0].find('"'), std::string::npos);
+    EXPECT_EQ(s.liveMemHandles(), 0);
+    ASSERT_EQ(s.finish(), PF_Err_NONE);
+    EXPECT_EQ(problems(s), "");
+}
+
+// No alert in Premiere, and none when the host cannot run scripts: the
+// dialog still answers no error and leaves no memory handle or suite behind.
+TEST(Alert, PremiereAndFailingHostsShowNothing)
+{
+    enum Case { Premiere, ScriptError, NoUtilitySuite };
+    for (Case c : {Premiere, ScriptError, NoUtilitySuite}) {
         SCOPED_TRACE(c);
-        FakeHost h(c == Premiere);
-        h.scriptError = c == ScriptError ? 9 : 0;
-        h.offered[kAEGPUtilitySuite] = c != NoUtilitySuite;
-        std::string result = "before";
-        runScript(&h.in, "x", result);
-        EXPECT_EQ(result, "before");
-        EXPECT_EQ(h.memHandlesLive, 0);
-        EXPECT_EQ(h.scripts.size(), c == ScriptError ? 1u : 0u);
-        if (c == Premiere) {
-            alert(&h.in, "message");
-            EXPECT_TRUE(h.scripts.empty());
-            EXPECT_TRUE(h.acquired.empty());
-        }
+        const HostMode mode = c == Premiere ? HostMode::Premiere : HostMode::AfterEffects;
+        Effect fx(brokenEffect(1), mode);
+        Session& s = fx.session;
+        ASSERT_EQ(s.start(), PF_Err_NONE);
+        s.faults().scriptError = c == ScriptError ? A_Err_GENERIC : A_Err_NONE;
+        if (c == NoUtilitySuite)
+            s.faults().missingSuites.insert(kAEGPUtilitySuite);
+        World in = worldFor(mode, 4, 4), out = worldFor(mode, 4, 4);
+        s.render(in, out);
+        EXPECT_EQ(s.doDialog(), PF_Err_NONE);
+        const glfxhost::Records& r = s.records();
+        EXPECT_EQ(r.scripts.size(), c == ScriptError ? 1u : 0u);
+        EXPECT_TRUE(r.alerts.empty());
+        EXPECT_EQ(s.liveMemHandles(), 0);
+        for (const auto& a : r.suiteAcquires)
+            EXPECT_EQ(r.suiteReleases.count(a.first) ? r.suiteReleases.at(a.first) : 0, a.second) << a.first;
+        ASSERT_EQ(s.finish(), PF_Err_NONE);
     }
 }
 

@@ -1,193 +1,166 @@
-// The instance record through the four sequence commands.
-#include <gtest/gtest.h>
+// The instance record through the sequence commands, seen from the host:
+// setup, flatten, re-setup (a project saved and opened again) and setdown,
+// the handles they leave, and the commands an instance cannot serve yet.
+#include "PluginFixture.h"
 
-#include <cstdlib>
 #include <cstring>
-#include <string>
-#include <vector>
 
-#include "FakeHost.h"
-#include "gl/AE_GL_Context.h"
-#include "shell/EntryPoint.h"
-#include "shell/Handles.h"
-#include "shell/Sequence.h"
+using namespace plugintest;
 
 namespace {
 
-EffectData* recordIn(PF_Handle h) { return h ? static_cast<EffectData*>(*h) : nullptr; }
+const char* const kCopy = "[settings]\nname=Copy\nversion=1\n"
+                          "[par1]\nname=Gain\nparam=gain\ntype=float\ndefault=0.5\n";
 
-cglfx visibilityDescription()
+// A frame through the instance: the input comes back (the default pass copies).
+void renderCopies(Session& s, HostMode mode)
 {
-    cglfx fx;
-    fx.settings.params = 4;
-    fx.settings.layerCount = 2;
-    fx.par[1].visibility = 1;
-    fx.par[2].visibility = 2;
-    fx.par[100].visibility = 2; // beyond the count: copied all the same
-    return fx;
+    World in = worldFor(mode, 8, 4), out = worldFor(mode, 8, 4);
+    const float red[4] = {1.f, 0.f, 0.f, 1.f};
+    in.setPixel(3, 2, red);
+    ASSERT_EQ(s.render(in, out), PF_Err_NONE);
+    float got[4];
+    out.getPixel(3, 2, got);
+    EXPECT_EQ(got[0], 1.f);
+    EXPECT_EQ(got[1], 0.f);
+    EXPECT_TRUE(out.paddingIntact());
 }
 
-PF_Err setup(FakeHost& h)
+TEST(Sequence, LifecycleInEachHostWithHostOrOwnHandles)
 {
-    return glfxshell::SequenceSetupCommand(&h.in, &h.out, nullptr, nullptr, visibilityDescription());
-}
-
-void setdown(FakeHost& h)
-{
-    EXPECT_EQ(glfxshell::SequenceSetdown(&h.in, &h.out), PF_Err_NONE);
-    EXPECT_EQ(h.in.sequence_data, nullptr);
-    EXPECT_EQ(h.out.sequence_data, nullptr);
-    EXPECT_EQ(h.handlesLive, 0);
-}
-
-TEST(Sequence, SetupCreatesOneZeroedRecord)
-{
-    // After Effects, Premiere, and a host without handle callbacks (the
-    // plug-in's own handles).
-    for (int host : {0, 1, 2}) {
-        SCOPED_TRACE(host);
-        FakeHost h(host == 1);
-        if (host == 2)
-            h.removeUtilHandleCallbacks();
-        ASSERT_EQ(setup(h), PF_Err_NONE);
-        ASSERT_NE(h.out.sequence_data, nullptr);
-        EXPECT_EQ(glfxshell::handleSize(&h.in, h.out.sequence_data), std::int64_t(sizeof(EffectData)));
-        EXPECT_EQ(h.out.flat_sdata_size, static_cast<A_long>(sizeof(EffectData)));
-
-        const EffectData* d = recordIn(h.out.sequence_data);
-        EXPECT_EQ(d->visibility[0], 0);
-        EXPECT_EQ(d->visibility[1], 1);
-        EXPECT_EQ(d->visibility[2], 2);
-        EXPECT_EQ(d->visibility[100], 2);
-        EXPECT_TRUE(d->rebuild);
-        EXPECT_EQ(d->isPremiere, host == 1);
-        EXPECT_EQ(d->glContext, nullptr);
-        EXPECT_EQ(d->defines, nullptr);
-        EXPECT_EQ(d->outputBuffer, nullptr);
-        EXPECT_EQ(d->values[5][2], 0.f); // fresh host memory is not zero: the record was cleared
-        EXPECT_EQ(d->layerBuffers[31], nullptr);
-
-        h.in.sequence_data = h.out.sequence_data;
-        EXPECT_EQ(glfxshell::SequenceFlatten(&h.in, &h.out), PF_Err_NONE);
-        setdown(h);
-    }
-}
-
-TEST(Sequence, WrongSizedHandlesAreResizedToOneRecord)
-{
-    for (bool resetup : {false, true})
-        for (bool large : {false, true}) {
-            SCOPED_TRACE(std::string(resetup ? "RESETUP" : "SETUP") +
-                         (large ? ", too large" : ", too small"));
-            FakeHost h;
-            h.in.sequence_data = h.newHandle(large ? sizeof(EffectData) + 1000 : 16);
-            if (large) {
-                // A record with state and with pointers from another process,
-                // which must be dropped, never freed.
-                EffectData* d = recordIn(h.in.sequence_data);
-                std::memset(d, 0, sizeof(EffectData));
-                d->visibility[3] = -2;
-                d->values[1][0] = 0.5f;
-                d->glContext = reinterpret_cast<AE_GL_Context*>(0x20);
-                d->layerBuffers[0] = reinterpret_cast<float*>(0x10);
-                d->bufferWidth[0] = 64;
-                d->outputBuffer = reinterpret_cast<float*>(0x30);
-                d->outputBufferWidth = 64;
-                d->defines = reinterpret_cast<std::map<std::string, std::string>*>(0x40);
-            }
-            ASSERT_EQ(resetup ? glfxshell::SequenceResetup(&h.in, &h.out, nullptr, nullptr) : setup(h),
-                      PF_Err_NONE);
-            EXPECT_EQ(h.sizeOf(h.in.sequence_data), sizeof(EffectData));
-            const EffectData* d = recordIn(h.in.sequence_data);
-            EXPECT_TRUE(d->rebuild);
-            EXPECT_EQ(d->glContext, nullptr);
-            EXPECT_EQ(d->defines, nullptr);
-            EXPECT_EQ(d->layerBuffers[0], nullptr);
-            EXPECT_EQ(d->layerBuffers[31], nullptr);
-            EXPECT_EQ(d->bufferWidth[0], 0);
-            EXPECT_EQ(d->outputBuffer, nullptr);
-            EXPECT_EQ(d->outputBufferWidth, 0);
-            if (large) {
-                // The record at the front keeps its state. SETUP takes
-                // visibility from the description; RESETUP keeps it.
-                EXPECT_EQ(d->values[1][0], 0.5f);
-                EXPECT_EQ(d->visibility[3], resetup ? -2 : 0);
-                EXPECT_EQ(d->visibility[1], resetup ? 0 : 1);
-            } else {
-                // The 16 bytes stay; everything the resize added is zero
-                // (fresh host memory holds 0xCD).
-                EXPECT_EQ(std::memcmp(d->values[0], std::vector<unsigned char>(16, 0xCD).data(), 16), 0);
-                EXPECT_EQ(d->values[1][0], 0.f);
-                EXPECT_EQ(d->values[127][3], 0.f);
-                EXPECT_EQ(d->outputWidth, 0);
-            }
-            setdown(h);
+    for (HostMode mode : kModes)
+        for (bool ownHandles : {false, true}) {
+            SCOPED_TRACE(std::string(hostModeName(mode)) + (ownHandles ? ", no handle callbacks" : ""));
+            Effect fx(kCopy, mode);
+            Session& s = fx.session;
+            s.faults().nullHandleCallbacks = ownHandles;
+            ASSERT_EQ(s.start(), PF_Err_NONE);
+            ASSERT_TRUE(s.hasSequenceData());
+            // The record is a host handle of the size the effect reports for
+            // saving, or the effect's own memory where the host has no callbacks.
+            const A_long flatSize = s.records().flatSize;
+            EXPECT_GT(flatSize, 0);
+            EXPECT_EQ(s.sequenceDataSize(), ownHandles ? 0u : static_cast<size_t>(flatSize));
+            EXPECT_EQ(s.liveHandles(),
+                      ownHandles ? 1 : 2); // global data (through the handle suite) and record
+            renderCopies(s, mode);
+            ASSERT_EQ(s.flatten(), PF_Err_NONE);
+            EXPECT_EQ(s.flatData().size(), ownHandles ? 0u : static_cast<size_t>(flatSize));
+            ASSERT_EQ(s.resetup(), PF_Err_NONE);
+            renderCopies(s, mode);
+            ASSERT_EQ(s.sequenceSetdown(), PF_Err_NONE);
+            EXPECT_FALSE(s.hasSequenceData());
+            ASSERT_EQ(s.globalSetdown(), PF_Err_NONE);
+            EXPECT_EQ(s.liveHandles(), 0);
+            EXPECT_EQ(problems(s), "");
         }
 }
 
-TEST(Sequence, FlattenReleasesEverythingTheRecordOwns)
+// Reopening a project closes the live instance first: it is set down (and
+// releases its GPU context) before the saved bytes come back, whether or
+// not it was flattened, and no handle piles up over many reopenings.
+TEST(Sequence, ResetupSetsTheLiveInstanceDownFirst)
 {
-    FakeHost h;
-    ASSERT_EQ(setup(h), PF_Err_NONE);
-    h.in.sequence_data = h.out.sequence_data;
-    EffectData* d = recordIn(h.in.sequence_data);
-
-    // What a render leaves behind: a context (never set up, so releasing it
-    // touches no GPU), defines and malloc'ed buffers.
-    d->glContext = new AE_GL_Context();
-    d->defines = new std::map<std::string, std::string>{{"A", "1"}};
-    d->layerBuffers[0] = static_cast<float*>(std::malloc(64));
-    d->layerBuffers[1] = static_cast<float*>(std::malloc(64));
-    d->layerWidth[0] = d->layerHeight[0] = d->bufferWidth[0] = d->bufferHeight[0] = 2;
-    d->layerSkip[1] = true;
-    d->outputBuffer = static_cast<float*>(std::malloc(64));
-    d->outputBufferWidth = d->outputBufferHeight = 2;
-    d->rebuild = false;
-    d->visibility[3] = -2;
-
-    ASSERT_EQ(glfxshell::SequenceFlatten(&h.in, &h.out), PF_Err_NONE);
-    EXPECT_EQ(d->glContext, nullptr);
-    EXPECT_EQ(d->defines, nullptr);
-    EXPECT_TRUE(d->rebuild);
-    EXPECT_EQ(d->layerBuffers[0], nullptr);
-    EXPECT_EQ(d->layerBuffers[1], nullptr);
-    EXPECT_EQ(d->layerWidth[0], 0);
-    EXPECT_EQ(d->bufferHeight[0], 0);
-    EXPECT_FALSE(d->layerSkip[1]);
-    EXPECT_EQ(d->outputBuffer, nullptr);
-    EXPECT_EQ(d->outputBufferWidth, 0);
-    EXPECT_EQ(d->visibility[3], -2); // state that is not a pointer survives
-    EXPECT_EQ(h.sizeOf(h.in.sequence_data), sizeof(EffectData));
-
-    setdown(h);
+    for (HostMode mode : kModes) {
+        SCOPED_TRACE(hostModeName(mode));
+        Effect fx(kCopy, mode);
+        Session& s = fx.session;
+        ASSERT_EQ(s.start(), PF_Err_NONE);
+        for (bool flattenFirst : {false, true, false, true}) {
+            renderCopies(s, mode);
+            if (flattenFirst) {
+                ASSERT_EQ(s.flatten(), PF_Err_NONE);
+            }
+            s.clearRecords();
+            ASSERT_EQ(s.resetup(), PF_Err_NONE);
+            EXPECT_EQ(commandNames(s), (std::vector<std::string>{"SEQUENCE_SETDOWN", "SEQUENCE_RESETUP"}));
+            EXPECT_EQ(s.liveHandles(), 2);
+        }
+        renderCopies(s, mode);
+        ASSERT_EQ(s.finish(), PF_Err_NONE);
+        EXPECT_EQ(s.liveHandles(), 0);
+        EXPECT_EQ(problems(s), "");
+    }
 }
 
-TEST(Sequence, MissingOrBrokenDataIsIgnored)
+// Saved bytes of another size (a project from another build) become one
+// record of the right size, which renders.
+TEST(Sequence, SavedBytesOfAnotherSizeBecomeOneRecord)
 {
-    FakeHost h;
-    EXPECT_EQ(glfxshell::SequenceFlatten(&h.in, &h.out), PF_Err_NONE);
-    EXPECT_EQ(glfxshell::SequenceSetdown(&h.in, &h.out), PF_Err_NONE);
-    // A handle too small for a record is never read as one.
-    h.in.sequence_data = h.newHandle(8);
-    EXPECT_EQ(glfxshell::recordOf(&h.in, h.in.sequence_data), nullptr);
-    EXPECT_EQ(glfxshell::SequenceFlatten(&h.in, &h.out), PF_Err_NONE);
-    setdown(h);
-    // RESETUP without data creates a record.
-    ASSERT_EQ(glfxshell::SequenceResetup(&h.in, &h.out, nullptr, nullptr), PF_Err_NONE);
-    ASSERT_NE(h.out.sequence_data, nullptr);
-    EXPECT_TRUE(recordIn(h.out.sequence_data)->rebuild);
-    h.in.sequence_data = h.out.sequence_data;
-    setdown(h);
+    for (int extra : {-1, 1000}) {
+        SCOPED_TRACE(extra);
+        Effect fx(kCopy);
+        Session& s = fx.session;
+        ASSERT_EQ(s.start(), PF_Err_NONE);
+        const size_t recordSize = s.sequenceDataSize();
+        s.setFlatData(std::vector<uint8_t>(extra < 0 ? 16 : recordSize + extra, 0));
+        ASSERT_EQ(s.resetup(), PF_Err_NONE);
+        EXPECT_EQ(s.sequenceDataSize(), recordSize);
+        renderCopies(s, HostMode::AfterEffects);
+        ASSERT_EQ(s.finish(), PF_Err_NONE);
+        EXPECT_EQ(s.liveHandles(), 0);
+    }
+}
+
+TEST(Sequence, CommandsWithoutRecordsOrInstance)
+{
+    Effect fx(kCopy);
+    Session& s = fx.session;
+    // No records at all: the served commands refuse, the others do nothing.
+    for (PF_Cmd cmd :
+         {PF_Cmd_ABOUT, PF_Cmd_GLOBAL_SETUP, PF_Cmd_RENDER, PF_Cmd_SMART_RENDER, PF_Cmd_SEQUENCE_SETUP})
+        EXPECT_EQ(fx.plugin.entry()(cmd, nullptr, nullptr, nullptr, nullptr, nullptr),
+                  PF_Err_INTERNAL_STRUCT_DAMAGED)
+            << glfxhost::commandName(cmd);
+    const PF_Cmd unserved[] = {PF_Cmd_UNUSED_0,
+                               PF_Cmd_FRAME_SETUP,
+                               PF_Cmd_FRAME_SETDOWN,
+                               PF_Cmd_EVENT,
+                               PF_Cmd_GET_EXTERNAL_DEPENDENCIES,
+                               PF_Cmd_COMPLETELY_GENERAL,
+                               PF_Cmd_QUERY_DYNAMIC_FLAGS,
+                               PF_Cmd_AUDIO_RENDER,
+                               PF_Cmd_ARBITRARY_CALLBACK,
+                               1000,
+                               -1};
+    for (PF_Cmd cmd : unserved)
+        EXPECT_EQ(fx.plugin.entry()(cmd, nullptr, nullptr, nullptr, nullptr, nullptr), PF_Err_NONE) << cmd;
+
+    // Set up without a sequence: frame commands refuse, the others pass.
+    ASSERT_EQ(s.globalSetup(), PF_Err_NONE);
+    ASSERT_EQ(s.paramsSetup(), PF_Err_NONE);
+    EXPECT_EQ(s.sendCommand(PF_Cmd_SEQUENCE_FLATTEN), PF_Err_NONE);
+    EXPECT_EQ(s.doDialog(), PF_Err_NONE);
+    World in(4, 4, 8), out(4, 4, 8);
+    EXPECT_EQ(s.render(in, out), PF_Err_INTERNAL_STRUCT_DAMAGED);
+    ASSERT_EQ(s.sequenceSetup(), PF_Err_NONE);
+    // Unserved selectors on a live instance touch nothing and take no suite.
+    s.clearRecords();
+    for (PF_Cmd cmd : unserved) {
+        EXPECT_EQ(s.sendCommand(cmd), PF_Err_NONE) << cmd;
+        EXPECT_EQ(s.records().commands.back().outFlags, 0) << cmd;
+    }
+    EXPECT_TRUE(s.records().suiteAcquires.empty());
+    EXPECT_TRUE(s.records().scripts.empty());
+    ASSERT_EQ(s.finish(), PF_Err_NONE);
+    EXPECT_EQ(s.liveHandles(), 0);
 }
 
 TEST(Sequence, OutOfMemoryIsReportedToTheUser)
 {
-    FakeHost h;
-    h.failNewHandle = true;
-    EXPECT_EQ(setup(h), PF_Err_INTERNAL_STRUCT_DAMAGED);
-    EXPECT_EQ(h.out.sequence_data, nullptr);
-    EXPECT_NE(h.out.out_flags & PF_OutFlag_DISPLAY_ERROR_MESSAGE, 0);
-    EXPECT_STRNE(h.out.return_msg, "");
+    Effect fx(kCopy);
+    Session& s = fx.session;
+    ASSERT_EQ(s.globalSetup(), PF_Err_NONE);
+    ASSERT_EQ(s.paramsSetup(), PF_Err_NONE);
+    s.faults().failNewHandle = true;
+    EXPECT_EQ(s.sequenceSetup(), PF_Err_INTERNAL_STRUCT_DAMAGED);
+    const glfxhost::CommandRecord& r = s.records().commands.back();
+    EXPECT_NE(r.outFlags & PF_OutFlag_DISPLAY_ERROR_MESSAGE, 0);
+    EXPECT_NE(r.returnMsg, "");
+    EXPECT_FALSE(s.hasSequenceData());
+    s.faults().failNewHandle = false;
+    ASSERT_EQ(s.finish(), PF_Err_NONE);
+    EXPECT_EQ(s.liveHandles(), 0);
 }
 
 } // namespace
