@@ -134,13 +134,15 @@ void prepareSession(glfxhost::Session& session, const cglfx& fx, int width, int 
 // only failures) as an alert; that is how a failure is told here.
 void checkShaderBuild(glfxhost::Session& session)
 {
-    const size_t before = session.records().alerts.size();
+    // The alert list keeps only its latest entries: a new alert is told by
+    // the running total, and it is the list's last entry.
+    const uint64_t before = session.records().alerts.total();
     const PF_Err err = session.doDialog();
     if (err != PF_Err_NONE)
         throw CommandError(commandFailure(session, "rebuilding the effect's shaders", err));
     const auto& alerts = session.records().alerts;
-    if (alerts.size() > before) {
-        std::string first = alerts[before];
+    if (alerts.total() > before && !alerts.empty()) {
+        std::string first = alerts.back();
         const size_t nl = first.find_first_of("\r\n");
         if (nl != std::string::npos)
             first = first.substr(0, nl);
