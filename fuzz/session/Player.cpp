@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <set>
 #include <stdexcept>
 
 namespace sessionfuzz {
@@ -26,6 +27,7 @@ constexpr int kBigSide = 256;
 constexpr std::size_t kMaxWorlds = 12;
 
 const int kDepths[] = {8, 16, 32};
+int depthIndex(int depth) { return depth == 8 ? 0 : depth == 16 ? 1 : 2; }
 const double kFrameRates[] = {30.0, 24.0, 25.0, 29.97, 60.0, 1.0, 1000.0, 0.5};
 
 // Selectors the host may send that carry no record the effect reads.
@@ -81,6 +83,7 @@ struct Player::Instance {
     int depth = 8; // the project's depth: outputs and (normally) layers
     std::unique_ptr<Session> session;
     std::vector<std::unique_ptr<World>> worlds; // layer worlds, see kMaxWorlds
+    std::set<const World*> odd;                 // those of another format on purpose
     // Nothing was sent since the last flatten: the instance's record holds no
     // live object, so the host may let go of it (re-setup from saved bytes).
     bool flatClean = false;
@@ -121,6 +124,11 @@ void Player::trace(const char* what, const Instance& inst) const
         std::fprintf(stderr, "  [%d %s] %s\n", inst.slot, glfxhost::hostModeName(inst.mode), what);
 }
 
+bool Player::avoided(const char* name) const
+{
+    return !avoid_.empty() && avoid_.find(std::string(",") + name + ",") != std::string::npos;
+}
+
 Player::Instance& Player::pickInstance()
 {
     return *instances_[in_.pick(static_cast<int>(instances_.size()))];
@@ -158,10 +166,13 @@ void Player::step()
     const int code = in_.pick(kCommands);
     Instance& inst = pickInstance();
     const char* name = kCommandNames[code];
-    if (!avoid_.empty() && avoid_.find(std::string(",") + name + ",") != std::string::npos)
+    Session& s = *inst.session;
+    if (avoided(name))
+        return;
+    if ((code == kStart || code == kSequenceSetup) && s.hasSequenceData() && avoided("sequence-setup-twice"))
         return;
     trace(name, inst);
-    Session& s = *inst.session;
+    const std::size_t sent = s.records().commands.size();
     // Whatever is sent besides a flatten may leave live objects in the
     // record (a re-setup looks at the flag first and clears it itself).
     if (code != kFlatten && code != kAbout && code != kLayerSize && code != kResetup &&
@@ -200,32 +211,76 @@ void Player::step()
         s.finish();
         inst.session.reset();
         inst.worlds.clear();
+        inst.odd.clear();
         inst.session = std::make_unique<Session>(plugin_, inst.mode);
-        break;
+        return;
     }
     default: break;
     }
+    if (trace_)
+        for (std::size_t i = sent; i < s.records().commands.size(); ++i) {
+            const glfxhost::CommandRecord& c = s.records().commands[i];
+            std::fprintf(stderr, "    %s -> %d\n", glfxhost::commandName(c.cmd), static_cast<int>(c.err));
+        }
+}
+
+World* Player::makeWorld(Instance& inst, int w, int h, int depth, bool bgra, std::uint8_t fill, bool odd)
+{
+    if (inst.worlds.size() >= kMaxWorlds) {
+        // Full: one already made in the same format, else none.
+        for (const auto& world : inst.worlds)
+            if (world->depth() == depth && world->bgra() == bgra &&
+                inst.odd.count(world.get()) == (odd ? 1u : 0u))
+                return world.get();
+        return nullptr;
+    }
+    auto world = std::make_unique<World>(w, h, depth, bgra, (fill & 2) ? 0 : World::kDefaultPadding);
+    world->fill(channel(fill, depth), channel(fill * 7, depth), channel(fill * 13, depth),
+                channel(~fill, depth));
+    if (odd)
+        inst.odd.insert(world.get());
+    inst.worlds.push_back(std::move(world));
+    return inst.worlds.back().get();
 }
 
 World* Player::newWorld(Instance& inst, bool otherFormat)
 {
     const std::uint8_t w = in_.byte(), h = in_.byte(), fill = in_.byte();
+    if (avoided("layer-of-another-format"))
+        otherFormat = false;
     int depth = inst.depth;
     bool bgra = inst.mode == HostMode::Premiere;
     if (otherFormat) {
         // A layer of another depth than the output, or Premiere's order in an
-        // After Effects session and the other way round.
-        bgra = !bgra && (fill & 1);
-        depth = bgra ? 8 : kDepths[(inst.depth / 8 + fill) % 3];
+        // After Effects session and the other way round: what no host hands
+        // out, so the effect must check or at least not read past the world.
+        if (bgra) {
+            bgra = false;
+            depth = kDepths[fill % 3];
+        } else if (fill & 1) {
+            bgra = depth == 8;
+            depth = bgra ? 8 : kDepths[(depthIndex(depth) + 1 + (fill >> 1) % 2) % 3];
+        } else {
+            depth = kDepths[(depthIndex(depth) + 1 + (fill >> 1) % 2) % 3];
+        }
     }
-    if (inst.worlds.size() >= kMaxWorlds)
-        return inst.worlds[w % kMaxWorlds].get();
-    auto world = std::make_unique<World>(1 + w % kSmallSide, 1 + h % kSmallSide, depth, bgra,
-                                         (fill & 2) ? 0 : World::kDefaultPadding);
-    world->fill(channel(fill, depth), channel(fill * 7, depth), channel(fill * 13, depth),
-                channel(~fill, depth));
-    inst.worlds.push_back(std::move(world));
-    return inst.worlds.back().get();
+    return makeWorld(inst, 1 + w % kSmallSide, 1 + h % kSmallSide, depth, bgra, fill, otherFormat);
+}
+
+void Player::followDepth(Instance& inst)
+{
+    // The host hands layers out at the project's depth: a layer parameter
+    // that points at a world of the old depth now sees one of the new depth
+    // (a world of another format chosen on purpose stays).
+    for (const AddedParam& p : inst.session->added()) {
+        if (p.def.param_type != PF_Param_LAYER || !p.layer || inst.odd.count(p.layer))
+            continue;
+        if (p.layer->depth() == inst.depth)
+            continue;
+        World* world = makeWorld(inst, p.layer->width(), p.layer->height(), inst.depth, false,
+                                 static_cast<std::uint8_t>(p.hostIndex * 37), false);
+        inst.session->setLayer(p.hostIndex, world);
+    }
 }
 
 void Player::render(Instance& inst)
@@ -242,8 +297,10 @@ void Player::render(Instance& inst)
         ++bigRenders_;
         side = kBigSide;
     }
-    if ((flags & 2) && inst.mode == HostMode::AfterEffects)
+    if ((flags & 2) && inst.mode == HostMode::AfterEffects) {
         inst.depth = kDepths[(fill >> 4) % 3];
+        followDepth(inst);
+    }
     const bool bgra = inst.mode == HostMode::Premiere;
     const int inW = 1 + w % side, inH = 1 + h % side;
     const int outW = (flags & 4) ? 1 + (w * 7 + 3) % side : inW;

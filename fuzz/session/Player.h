@@ -11,8 +11,10 @@
 // of commands) and one byte (which instance), each followed by its own
 // argument bytes. A trace of the commands goes to standard error when
 // GLFX_FUZZ_TRACE is set; commands named in GLFX_FUZZ_AVOID (comma-separated
-// names as the trace prints them) are skipped, for triage while a known
-// defect is open.
+// names as the trace prints them; "sequence-setup-twice" for a sequence
+// setup of an instance that has its record; "layer-of-another-format" for
+// layer worlds of another depth or pixel order than the output) are skipped,
+// for triage while a known defect is open.
 #pragma once
 
 #include "fuzz/session/Bytes.h"
@@ -41,12 +43,16 @@ private:
     void step();
     Instance& pickInstance();
     glfxhost::World* newWorld(Instance& inst, bool otherFormat);
+    glfxhost::World* makeWorld(Instance& inst, int w, int h, int depth, bool bgra, std::uint8_t fill,
+                               bool odd);
+    void followDepth(Instance& inst);
     void render(Instance& inst);
     void userChange(Instance& inst);
     void setLayer(Instance& inst);
     void resetup(Instance& inst, bool tamper);
     void setValue(Instance& inst, const glfxhost::AddedParam& p);
     void trace(const char* what, const Instance& inst) const;
+    bool avoided(const char* name) const;
 
     glfxhost::Plugin& plugin_;                         // loaded once by the fuzzer, outlives every player
     Bytes& in_;                                        // this run's input
