@@ -15,8 +15,9 @@ using glfxhost::HostMode;
 using glfxhost::Session;
 using glfxhost::World;
 
-// Bounds on one input's work, so that the fuzzer runs hundreds of inputs a
-// second: commands played, renders, and renders larger than kSmallSide.
+// Bounds on one input's work (commands played, renders, renders larger than
+// kSmallSide), so that an input costs tens of milliseconds: most of it is
+// the driver creating an instance's context and compiling its programs.
 constexpr int kMaxCommands = 48;
 constexpr int kMaxRenders = 8;
 constexpr int kMaxBigRenders = 1;
@@ -30,9 +31,24 @@ const int kDepths[] = {8, 16, 32};
 int depthIndex(int depth) { return depth == 8 ? 0 : depth == 16 ? 1 : 2; }
 const double kFrameRates[] = {30.0, 24.0, 25.0, 29.97, 60.0, 1.0, 1000.0, 0.5};
 
-// Selectors the host may send that carry no record the effect reads.
-const PF_Cmd kOtherCommands[] = {
-    PF_Cmd_FRAME_SETUP, PF_Cmd_FRAME_SETDOWN, 2, 15, 16, 17, 18, 19, 20, 21, 22, 25, 30, 40};
+// Selectors the effect does nothing with, sent without an extra record, and
+// one past the last selector the host knows.
+const PF_Cmd kOtherCommands[] = {PF_Cmd_UNUSED_0,
+                                 PF_Cmd_FRAME_SETUP,
+                                 PF_Cmd_FRAME_SETDOWN,
+                                 PF_Cmd_EVENT,
+                                 PF_Cmd_GET_EXTERNAL_DEPENDENCIES,
+                                 PF_Cmd_COMPLETELY_GENERAL,
+                                 PF_Cmd_QUERY_DYNAMIC_FLAGS,
+                                 PF_Cmd_AUDIO_RENDER,
+                                 PF_Cmd_AUDIO_SETUP,
+                                 PF_Cmd_AUDIO_SETDOWN,
+                                 PF_Cmd_ARBITRARY_CALLBACK,
+                                 PF_Cmd_RESERVED1,
+                                 PF_Cmd_GET_FLATTENED_SEQUENCE_DATA,
+                                 PF_Cmd_TRANSLATE_PARAMS_TO_PREFS,
+                                 PF_Cmd_GPU_DEVICE_SETDOWN,
+                                 PF_Cmd_NUM_CMDS};
 
 // The script's commands, in the order of their codes.
 enum Command {
@@ -81,6 +97,7 @@ struct Player::Instance {
     int slot = 0;
     HostMode mode = HostMode::AfterEffects;
     int depth = 8; // the project's depth: outputs and (normally) layers
+    double fps = 30.0;
     std::unique_ptr<Session> session;
     std::vector<std::unique_ptr<World>> worlds; // layer worlds, see kMaxWorlds
     std::set<const World*> odd;                 // those of another format on purpose
@@ -104,7 +121,8 @@ Player::Player(glfxhost::Plugin& plugin, Bytes& input) : plugin_(plugin), in_(in
         inst->mode = (setup >> (2 + i)) & 1 ? HostMode::Premiere : HostMode::AfterEffects;
         inst->depth = inst->mode == HostMode::Premiere ? 8 : kDepths[(base + i) % 3];
         inst->session = std::make_unique<Session>(plugin_, inst->mode);
-        inst->session->setFrameRate(kFrameRates[(base >> 2) % 8]);
+        inst->fps = kFrameRates[(base >> 2) % 8];
+        inst->session->setFrameRate(inst->fps);
         instances_.push_back(std::move(inst));
     }
 }
@@ -213,6 +231,7 @@ void Player::step()
         inst.worlds.clear();
         inst.odd.clear();
         inst.session = std::make_unique<Session>(plugin_, inst.mode);
+        inst.session->setFrameRate(inst.fps);
         return;
     }
     default: break;
