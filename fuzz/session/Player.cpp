@@ -1,5 +1,7 @@
 #include "fuzz/session/Player.h"
 
+#include "tests/support/GlCensus.h"
+
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -142,6 +144,16 @@ void Player::trace(const char* what, const Instance& inst) const
         std::fprintf(stderr, "  [%d %s] %s\n", inst.slot, glfxhost::hostModeName(inst.mode), what);
 }
 
+void Player::checkSetdown(int droppedBefore)
+{
+    // Flatten leaves an instance's programs and textures to die with its
+    // context; setdown deletes them first. Anything it leaves was lost by
+    // the instance while it lived (or is not released by setdown).
+    const int left = glcensus::dropped().objects() - droppedBefore;
+    if (left != 0)
+        fail("sequence setdown left " + std::to_string(left) + " GL object(s) to die with their context");
+}
+
 bool Player::avoided(const char* name) const
 {
     return !avoid_.empty() && avoid_.find(std::string(",") + name + ",") != std::string::npos;
@@ -172,7 +184,9 @@ void Player::play()
     }
     for (auto& inst : instances_) {
         trace("finish", *inst);
+        const int before = glcensus::dropped().objects();
         inst->session->finish();
+        checkSetdown(before);
     }
     // Sessions go before their worlds (members destroyed after this).
     for (auto& inst : instances_)
@@ -191,6 +205,7 @@ void Player::step()
         return;
     trace(name, inst);
     const std::size_t sent = s.records().commands.size();
+    const int dropped = glcensus::dropped().objects();
     // Whatever is sent besides a flatten may leave live objects in the
     // record (a re-setup looks at the flag first and clears it itself).
     if (code != kFlatten && code != kAbout && code != kLayerSize && code != kResetup &&
@@ -216,17 +231,24 @@ void Player::step()
         s.about(text);
         break;
     }
-    case kSequenceSetdown: s.sequenceSetdown(); break;
+    case kSequenceSetdown:
+        s.sequenceSetdown();
+        checkSetdown(dropped);
+        break;
     case kGlobalSetdown: s.globalSetdown(); break;
     case kOtherCommand:
         s.sendCommand(kOtherCommands[in_.pick(sizeof kOtherCommands / sizeof kOtherCommands[0])]);
         break;
     case kLayerSize: s.setLayerSize(1 + in_.byte(), 1 + in_.byte()); break;
-    case kFinish: s.finish(); break;
+    case kFinish:
+        s.finish();
+        checkSetdown(dropped);
+        break;
     case kNewInstance: {
         // The user deletes the effect and applies it again: the old session is
         // set down, a new one starts from nothing.
         s.finish();
+        checkSetdown(dropped);
         inst.session.reset();
         inst.worlds.clear();
         inst.odd.clear();

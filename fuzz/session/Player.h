@@ -31,8 +31,9 @@ public:
     Player(glfxhost::Plugin& plugin, Bytes& input);
     ~Player();
     // Plays the script and sets every instance down (finish) at the end.
-    // A fault the host can see and the sanitizers cannot (writes into a
-    // world's row padding) is reported by fail().
+    // Faults the host can see and the sanitizers cannot (writes into a
+    // world's row padding, GL objects a setdown did not delete) are reported
+    // by fail().
     void play();
 
     // Prints "fuzz_session: MESSAGE" and aborts, so the fuzzer keeps the input.
@@ -53,6 +54,7 @@ private:
     void setValue(Instance& inst, const glfxhost::AddedParam& p);
     void trace(const char* what, const Instance& inst) const;
     bool avoided(const char* name) const;
+    static void checkSetdown(int droppedBefore);
 
     glfxhost::Plugin& plugin_;                         // loaded once by the fuzzer, outlives every player
     Bytes& in_;                                        // this run's input
