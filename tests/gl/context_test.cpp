@@ -1,6 +1,7 @@
 // The offscreen context: capability check, setup and setdown, the caller's
 // EGL state surviving every call, and no GL names left behind.
 #include <algorithm>
+#include <memory>
 
 #include "gl/GlobalGLContext.h"
 #include "gl_test_util.h"
@@ -36,21 +37,17 @@ int liveObjects(GlobalGLContext& gl)
 
 // A context of the test's own, current (with a small pbuffer where the
 // display offers one) for the lifetime of the object; stands for the host's.
-class CallerContext {
-public:
+struct CallerContext {
     CallerContext()
     {
-        display = glfxSharedDisplay();
-        if (display == EGL_NO_DISPLAY)
-            return;
         eglBindAPI(EGL_OPENGL_API);
-        const EGLint want[] = {EGL_RENDERABLE_TYPE, EGL_OPENGL_BIT, EGL_SURFACE_TYPE, EGL_PBUFFER_BIT,
-                               EGL_NONE};
+        const EGLint pbuffer[] = {EGL_RENDERABLE_TYPE, EGL_OPENGL_BIT, EGL_SURFACE_TYPE, EGL_PBUFFER_BIT,
+                                  EGL_NONE};
         const EGLint any[] = {EGL_RENDERABLE_TYPE, EGL_OPENGL_BIT, EGL_SURFACE_TYPE, 0, EGL_NONE};
         const EGLint size[] = {EGL_WIDTH, 8, EGL_HEIGHT, 8, EGL_NONE};
         EGLConfig config = nullptr;
         EGLint found = 0;
-        if (eglChooseConfig(display, want, &config, 1, &found) && found > 0)
+        if (eglChooseConfig(display, pbuffer, &config, 1, &found) && found > 0)
             surface = eglCreatePbufferSurface(display, config, size);
         else
             eglChooseConfig(display, any, &config, 1, &found);
@@ -59,97 +56,40 @@ public:
     }
     ~CallerContext()
     {
-        if (display == EGL_NO_DISPLAY)
-            return;
         eglMakeCurrent(display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
-        if (surface != EGL_NO_SURFACE)
-            eglDestroySurface(display, surface);
-        if (context != EGL_NO_CONTEXT)
-            eglDestroyContext(display, context);
+        eglDestroySurface(display, surface);
+        eglDestroyContext(display, context);
     }
-    CallerContext(const CallerContext&) = delete;
-    CallerContext& operator=(const CallerContext&) = delete;
-
-    bool ready() const { return context != EGL_NO_CONTEXT; }
-    // True when this context is current with its surfaces, under the GL API.
+    // This context current with its surfaces, under the GL API.
     bool isCurrent() const
     {
-        return eglQueryAPI() == EGL_OPENGL_API && eglGetCurrentContext() == context &&
-               eglGetCurrentDisplay() == display && eglGetCurrentSurface(EGL_DRAW) == surface &&
-               eglGetCurrentSurface(EGL_READ) == surface;
+        return context != EGL_NO_CONTEXT && eglQueryAPI() == EGL_OPENGL_API &&
+               eglGetCurrentContext() == context && eglGetCurrentDisplay() == display &&
+               eglGetCurrentSurface(EGL_DRAW) == surface && eglGetCurrentSurface(EGL_READ) == surface;
     }
-
-    EGLDisplay display = EGL_NO_DISPLAY;
+    EGLDisplay display = glfxSharedDisplay();
     EGLContext context = EGL_NO_CONTEXT;
     EGLSurface surface = EGL_NO_SURFACE;
 };
 
-} // namespace
-
-TEST(Capabilities, VersionExtensionsAndTextureUnits)
+// An instance through setup, a build and a render, an empty frame, a failed
+// build and a refused render, uninit and release; same(what) after each.
+template <class F>
+void everyCall(F same)
 {
-    // A longer name that starts with a required one is not that one.
-    const struct {
-        const char* version;
-        std::string extensions;
-        int units;
-        bool ok;
-    } cases[] = {{"2.0", extensions(), 2, true},
-                 {"4.5 (Compatibility Profile) Mesa 22.3.6", extensions(), 8, true},
-                 {"1.9", extensions(), 8, false},
-                 {"1.5.0 Vendor", extensions(), 8, false},
-                 {"OpenGL", extensions(), 8, false},
-                 {"2.1", extensions(), 1, false},
-                 {"3.0", extensions("GL_ARB_color_buffer_float"), 8, false},
-                 {"3.0", extensions("GL_ARB_framebuffer_object"), 8, false},
-                 {"3.0", extensions("GL_ARB_texture_cube_map"), 8, false},
-                 {"3.0", extensions("GL_ARB_framebuffer_object", "GL_ARB_framebuffer_object_sRGB"), 8, false},
-                 {"3.0", "", 8, false}};
-    for (const auto& c : cases)
-        EXPECT_EQ(glCapabilitiesOk(c.version, c.extensions.c_str(), c.units), c.ok)
-            << c.version << " " << c.units << " " << c.extensions;
-    EXPECT_FALSE(glCapabilitiesOk(nullptr, extensions().c_str(), 8));
-    EXPECT_FALSE(glCapabilitiesOk("3.0", nullptr, 8));
-}
-
-TEST(GlobalContext, SetupAndSetdownLeaveTheCallersApiAndNothingCurrent)
-{
-    ASSERT_TRUE(eglBindAPI(EGL_OPENGL_ES_API));
-    auto callerState = [] {
-        return eglQueryAPI() == EGL_OPENGL_ES_API && eglGetCurrentContext() == EGL_NO_CONTEXT;
-    };
-    GlobalGLContext gl;
-    gl.GlobalSetdown_GL(); // nothing to do
-    for (int round = 0; round < 2; ++round) {
-        gl.GlobalSetup_GL();
-        ASSERT_TRUE(gl.HaveOpenGL()) << "no usable EGL display with desktop OpenGL";
-        EXPECT_TRUE(callerState()) << "after setup";
-        withContext(gl, [&] {
-            EXPECT_TRUE(gl.HaveRequiredExtensions());
-            glBindFramebuffer(GL_FRAMEBUFFER, gl.GetFrameBuffer());
-            EXPECT_TRUE(glIsFramebuffer(gl.GetFrameBuffer()));
-            glBindFramebuffer(GL_FRAMEBUFFER, 0);
-        });
-        EXPECT_TRUE(callerState()) << "after a switch and back";
-        const EGLContext old = gl.context;
-        gl.GlobalSetdown_GL();
-        EXPECT_FALSE(gl.HaveOpenGL());
-        EXPECT_TRUE(callerState()) << "after setdown";
-        EGLint id = 0;
-        EXPECT_FALSE(eglQueryContext(glfxSharedDisplay(), old, EGL_CONFIG_ID, &id)) << "context still alive";
-    }
-    gl.GlobalSetdown_GL(); // twice is harmless
-    eglBindAPI(EGL_OPENGL_API);
-}
-
-TEST(GlobalContext, CallerContextIsCurrentAfterEveryCall)
-{
-    CallerContext caller;
-    ASSERT_TRUE(caller.ready() && caller.isCurrent());
-    Instance inst(makeEffect({copyShader()}));
-    EXPECT_TRUE(caller.isCurrent()) << "after setup";
+    auto inst = std::make_unique<Instance>(makeEffect({copyShader()}));
+    same("setup");
+    GlobalGLContext& gl = inst->ctx().gl;
+    ASSERT_TRUE(gl.HaveOpenGL()) << "no usable EGL display with desktop OpenGL";
+    withContext(gl, [&] {
+        EXPECT_TRUE(gl.HaveRequiredExtensions());
+        glBindFramebuffer(GL_FRAMEBUFFER, gl.GetFrameBuffer());
+        EXPECT_TRUE(glIsFramebuffer(gl.GetFrameBuffer()));
+        glBindFramebuffer(GL_FRAMEBUFFER, 0);
+    });
+    same("a switch and back");
     std::vector<float> px(4 * 4, 0.5f);
-    inst.setLayer(0, px, 2, 2);
+    inst->setLayer(0, px, 2, 2);
     const struct {
         const char* what;
         const char* preamble; // null: no build
@@ -160,15 +100,52 @@ TEST(GlobalContext, CallerContextIsCurrentAfterEveryCall)
                  {"a failed build and a refused render", "#error broken\n", 2, false}};
     for (const auto& s : steps) {
         if (s.preamble)
-            inst.ctx().InitGL(s.preamble, false);
-        inst.setOutput(s.size, s.size);
-        EXPECT_EQ(inst.render(), s.rendered) << s.what;
-        EXPECT_TRUE(caller.isCurrent()) << "after " << s.what;
+            inst->ctx().InitGL(s.preamble, false);
+        inst->setOutput(s.size, s.size);
+        EXPECT_EQ(inst->render(), s.rendered) << s.what;
+        same(s.what);
     }
-    inst.ctx().UninitGL(true);
-    EXPECT_TRUE(caller.isCurrent()) << "after uninit";
-    inst.ctx().gl.GlobalSetdown_GL();
-    EXPECT_TRUE(caller.isCurrent()) << "after setdown";
+    inst->ctx().UninitGL(true);
+    same("uninit");
+    const EGLContext old = gl.context;
+    inst.reset();
+    same("release");
+    EGLint id = 0;
+    EXPECT_FALSE(eglQueryContext(glfxSharedDisplay(), old, EGL_CONFIG_ID, &id)) << "context still alive";
+}
+
+} // namespace
+
+TEST(Capabilities, VersionExtensionsAndTextureUnits)
+{
+    for (const char* version : {"2.0", "4.5 (Compatibility Profile) Mesa 22.3.6"})
+        EXPECT_TRUE(glCapabilitiesOk(version, extensions().c_str(), 2)) << version;
+    for (const char* version : {"1.9", "1.5.0 Vendor", "OpenGL", static_cast<const char*>(nullptr)})
+        EXPECT_FALSE(glCapabilitiesOk(version, extensions().c_str(), 8)) << (version ? version : "null");
+    EXPECT_FALSE(glCapabilitiesOk("2.1", extensions().c_str(), 1)); // one texture unit
+    EXPECT_FALSE(glCapabilitiesOk("3.0", nullptr, 8));
+    // Missing first, last or middle; a longer name that starts with a
+    // required one is not that one.
+    for (const std::string& list :
+         {extensions("GL_ARB_color_buffer_float"), extensions("GL_ARB_framebuffer_object"),
+          extensions("GL_ARB_texture_cube_map"),
+          extensions("GL_ARB_framebuffer_object", "GL_ARB_framebuffer_object_sRGB"), std::string()})
+        EXPECT_FALSE(glCapabilitiesOk("3.0", list.c_str(), 8)) << list;
+}
+
+TEST(GlobalContext, CallersStateSurvivesEveryCall)
+{
+    // With nothing current and OpenGL ES bound, and with a context of its own.
+    ASSERT_TRUE(eglBindAPI(EGL_OPENGL_ES_API));
+    everyCall([](const char* what) {
+        EXPECT_TRUE(eglQueryAPI() == EGL_OPENGL_ES_API && eglGetCurrentContext() == EGL_NO_CONTEXT) << what;
+    });
+    CallerContext caller;
+    ASSERT_TRUE(caller.isCurrent());
+    everyCall([&](const char* what) { EXPECT_TRUE(caller.isCurrent()) << "after " << what; });
+    GlobalGLContext gl;
+    gl.GlobalSetdown_GL(); // nothing to do
+    EXPECT_TRUE(caller.isCurrent());
 }
 
 TEST(GlobalContext, RebuildsAndUninitLeaveNoNames)

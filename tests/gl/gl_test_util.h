@@ -70,7 +70,6 @@ public:
         std::free(d.outputBuffer);
     }
     Instance(const Instance&) = delete;
-    Instance& operator=(const Instance&) = delete;
 
     AE_GL_Context& ctx() { return *d.glContext; }
     // Layer i as W x H float RGBA pixels (the vector must outlive the render).
@@ -88,8 +87,8 @@ public:
     // Builds the programs with fresh textures, as the render path does.
     testing::AssertionResult build(const std::string& preamble = "")
     {
-        ctx().InitGL(preamble, true);
-        return ctx().ok ? testing::AssertionSuccess() : testing::AssertionFailure() << ctx().log;
+        return ctx().InitGL(preamble, true),
+               ctx().ok ? testing::AssertionSuccess() : testing::AssertionFailure() << ctx().log;
     }
     bool render() { return ctx().ProcessGL(&d, GL_RGBA, GL_FLOAT); }
     // Layer 0 and the output both W x H, a build and one frame.
