@@ -35,19 +35,6 @@ bool hasProblem(const Session& s, const std::string& part)
 
 } // namespace
 
-TEST(HostPlugin, LoadErrorsPathsAndTheEffectText)
-{
-    EXPECT_THROW(Plugin("/nonexistent/dir/glfxplugin.so"), std::runtime_error);
-    EXPECT_EQ(Plugin::defaultPath("/opt/x/"), "/opt/x/glfxplugin.so");
-    EXPECT_NE(Plugin::defaultPath().find("tests/host/glfxplugin.so"), std::string::npos); // beside this test
-    Plugin p(HOST_TEST_PLUGIN);
-    EXPECT_STREQ(p.effectText(), "builtin");
-    std::string text = "my effect";
-    p.setEffectText(text);
-    text[0] = 'X'; // the plug-in reads the host's own copy
-    EXPECT_STREQ(p.effectText(), "my effect");
-}
-
 TEST(HostSession, ParametersAsAddedAndInHostUnits)
 {
     Fixture f;

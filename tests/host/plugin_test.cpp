@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <fstream>
 
 using namespace glfxhost;
@@ -64,42 +63,6 @@ TEST(RealPlugin, WholeSessionPerHost)
             EXPECT_EQ(r.suiteReleases.at(a.first), a.second) << a.first;
         EXPECT_TRUE(r.problems.empty()) << r.problems.front();
     }
-}
-
-// The pass-through effect at every host depth through padded worlds, exact
-// with nearest sampling, plain and in the fast mode (the shaders take the
-// host's own pixel order, which a pass-through keeps).
-TEST(RealPlugin, PassThroughAtEveryDepth)
-{
-    REQUIRE_PLUGIN();
-    std::ifstream file(std::string(GLFX_SOURCE_DIR) + "/effects/passthrough.glfx");
-    const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-    for (const bool fast : {false, true})
-        for (const auto& [mode, depth] : {std::pair<HostMode, int>{HostMode::AfterEffects, 8},
-                                          {HostMode::AfterEffects, 16},
-                                          {HostMode::AfterEffects, 32},
-                                          {HostMode::Premiere, 8}}) {
-            SCOPED_TRACE(testing::Message() << depth << " " << hostModeName(mode) << (fast ? " fast" : ""));
-            Plugin plugin(pluginPath());
-            // The file ends in its settings section, so keys appended land there.
-            plugin.setEffectText(text + "\ninterp=0\n" + (fast ? "fast=1\n" : ""));
-            Session s(plugin, mode);
-            ASSERT_EQ(s.start(), PF_Err_NONE);
-            const int w = 37, h = 23;
-            const bool bgra = mode == HostMode::Premiere;
-            World in(w, h, depth, bgra, depth == 32 ? 32 : 12 * (depth / 8)), out(w, h, depth, bgra);
-            for (int y = 0; y < h; ++y)
-                for (int x = 0; x < w; ++x) {
-                    const float px[4] = {((x * 7 + y) % 256) / 255.0f, (y * 11 % 256) / 255.0f,
-                                         ((x + y) % 2) * 1.0f, ((x * 3) % 256) / 255.0f};
-                    in.setPixel(x, y, px);
-                }
-            ASSERT_EQ(s.render(in, out, 0.0), PF_Err_NONE);
-            EXPECT_EQ(in.toRGBA(), out.toRGBA());
-            EXPECT_TRUE(out.paddingIntact());
-            EXPECT_EQ(s.finish(), PF_Err_NONE);
-            EXPECT_TRUE(s.records().problems.empty()) << s.records().problems.front();
-        }
 }
 
 // A layer parameter two frames later, rendered at 1 s (30000 in a 30000
