@@ -86,7 +86,8 @@ TEST(Pipeline, UniformInterface)
         int type, components;
         float v[3];
     } params[] = {{"pi", GLFX_INT, 1, {2.9f}}, {"pn", GLFX_INT, 1, {-0.5f}}, {"pm", GLFX_INT, 1, {-1.7f}},
-                  {"pc", GLFX_CHECK, 1, {1.f}}, {"pp", GLFX_POPUP, 1, {2.7f}}, {"pf", GLFX_FLOAT, 1, {0.375f}},
+                  {"pc", GLFX_CHECK, 1, {1.f}}, {"pp", GLFX_POPUP, 1, {2.7f}},
+                  {"pf", GLFX_FLOAT, 1, {0.375f}},
                   {"pcol", GLFX_COLOR, 3, {0.25f, 0.5f, 0.75f}}, {"ppt", GLFX_POINT, 2, {3.5f, -1.25f}},
                   {"pf2", GLFX_FLOAT2, 1, {0.125f}}, {"pf2b", GLFX_FLOAT, 1, {0.625f}},
                   {"pa", GLFX_ANGLE, 1, {90.f}}, {"pnone", GLFX_FLOAT, 0, {7.f}}};

@@ -117,12 +117,13 @@ TEST(Parser, TypesComponentsAndLayers)
     const struct {
         const char* lines;
         int type, components;
-    } cases[] = {{"float", GLFX_FLOAT, 1}, {"int", GLFX_INT, 1}, {"none", GLFX_NONE, 1}, {"check", GLFX_CHECK, 1},
-                 {"popup", GLFX_POPUP, 1}, {"layer", GLFX_LAYER, 0}, {"color", GLFX_COLOR, 3}, {"angle", GLFX_ANGLE, 1},
-                 {"point", GLFX_POINT, 2}, {"float2", GLFX_FLOAT2, 1}, {"topic_start", GLFX_TOPIC_START, 1},
-                 {"topic_end", GLFX_TOPIC_END, 1}, {"color\ntype=Float", GLFX_COLOR, 1}, {"popup\nflags=2", GLFX_POPUP, 0},
-                 {"popup\nflags=0", GLFX_POPUP, 1}, {"check\nflags=1", GLFX_CHECK, 1},
-                 {"check\nflags=3\ntype=popup", GLFX_POPUP, 1}};
+    } cases[] = {{"float", GLFX_FLOAT, 1},   {"int", GLFX_INT, 1},       {"none", GLFX_NONE, 1},
+                 {"check", GLFX_CHECK, 1},   {"popup", GLFX_POPUP, 1},   {"layer", GLFX_LAYER, 0},
+                 {"color", GLFX_COLOR, 3},   {"angle", GLFX_ANGLE, 1},   {"point", GLFX_POINT, 2},
+                 {"float2", GLFX_FLOAT2, 1}, {"topic_start", GLFX_TOPIC_START, 1},
+                 {"topic_end", GLFX_TOPIC_END, 1},                       {"color\ntype=Float", GLFX_COLOR, 1},
+                 {"popup\nflags=2", GLFX_POPUP, 0}, {"popup\nflags=0", GLFX_POPUP, 1},
+                 {"check\nflags=1", GLFX_CHECK, 1}, {"check\nflags=3\ntype=popup", GLFX_POPUP, 1}};
     // clang-format on
     for (const auto& c : cases) {
         auto fx = parsed(std::string("[par1]\ntype=") + c.lines + "\n");
