@@ -87,8 +87,8 @@ public:
     // Builds the programs with fresh textures, as the render path does.
     testing::AssertionResult build(const std::string& preamble = "")
     {
-        return ctx().InitGL(preamble, true),
-               ctx().ok ? testing::AssertionSuccess() : testing::AssertionFailure() << ctx().log;
+        ctx().InitGL(preamble, true);
+        return ctx().ok ? testing::AssertionSuccess() : testing::AssertionFailure() << ctx().log;
     }
     bool render() { return ctx().ProcessGL(&d, GL_RGBA, GL_FLOAT); }
     // Layer 0 and the output both W x H, a build and one frame.
