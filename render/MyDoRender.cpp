@@ -1,7 +1,5 @@
 #include "render/MyDoRender.h"
 
-#include <malloc.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
@@ -14,6 +12,7 @@
 #include "gl/AE_GL_Context.h"
 #include "gl/Defines.h"
 #include "gl/Description.h"
+#include "gl/InstanceOwner.h"
 #include "render/Transfer.h"
 #include "sdk/AE_EffectSuites.h"
 #include "sdk/SPBasic.h"
@@ -62,6 +61,18 @@ void rebuildPrograms(RenderData* r)
     r->rebuild = false;
 }
 
+// Pixels of a w x h buffer. Sizes are computed as the 32-bit host would: a
+// byte count that does not fit in 32 bits is a request that cannot be
+// served.
+std::size_t bufferPixels(long long width, long long height)
+{
+    const unsigned long long w = static_cast<unsigned long long>(std::max(width, 0LL));
+    const unsigned long long h = static_cast<unsigned long long>(std::max(height, 0LL));
+    if (h != 0 && w > UINT32_MAX / kPixelBytes / h)
+        throw std::bad_alloc();
+    return static_cast<std::size_t>(w * h);
+}
+
 void growLayerBuffers(RenderData* r, const PF_LayerDef* output, int first, int end)
 {
     for (int i = first; i < end; ++i) {
@@ -73,8 +84,9 @@ void growLayerBuffers(RenderData* r, const PF_LayerDef* output, int first, int e
             // that looks large enough.
             r->bufferWidth[i] = 0;
             r->bufferHeight[i] = 0;
-            AllocatePixelBuffer(&r->layerBuffers[i], std::max<long long>(w, output->width),
-                                std::max<long long>(h, output->height));
+            glfxowner::layerBuffer(
+                r, i,
+                bufferPixels(std::max<long long>(w, output->width), std::max<long long>(h, output->height)));
             r->bufferWidth[i] = w;
             r->bufferHeight[i] = h;
         }
@@ -90,19 +102,17 @@ void growOutputBuffer(RenderData* r, const PF_LayerDef* output)
     const long long held = area(r->outputBufferWidth, r->outputBufferHeight);
     // The buffer grows with the input layer; its recorded size is the
     // layer's, while the allocation also covered the output world of that
-    // frame. An output world that has since outgrown the allocation itself
-    // (the layer staying as it was) would be read past its end by the
-    // transfer back, so that also regrows it.
-    const unsigned long long outputBytes = static_cast<unsigned long long>(std::max(output->width, 0)) *
-                                           static_cast<unsigned long long>(std::max(output->height, 0)) *
-                                           kPixelBytes;
-    const bool outputTooLarge = r->outputBuffer && outputBytes > malloc_usable_size(r->outputBuffer);
+    // frame. An output world that has since outgrown what was allocated (the
+    // layer staying as it was) would be read past its end by the transfer
+    // back, so that also regrows it.
+    const std::size_t outputPixels = bufferPixels(output->width, output->height);
+    const bool outputTooLarge = r->outputBuffer && outputPixels > glfxowner::outputCapacity(r);
     if (area(w, h) > held || outputTooLarge || !r->outputBuffer) {
         const long long bw = std::max<long long>({output->width, w, r->outputBufferWidth});
         const long long bh = std::max<long long>({output->height, h, r->outputBufferHeight});
         r->outputBufferWidth = 0;
         r->outputBufferHeight = 0;
-        AllocatePixelBuffer(&r->outputBuffer, bw, bh);
+        glfxowner::outputBuffer(r, bufferPixels(bw, bh));
         r->outputBufferWidth = w;
         r->outputBufferHeight = h;
     }
@@ -142,26 +152,6 @@ void directTransfer(RenderData* r, PF_LayerDef* output, int first, int end, std:
 }
 
 } // namespace
-
-void AllocatePixelBuffer(float** buffer, long long width, long long height)
-{
-    std::free(*buffer);
-    *buffer = nullptr;
-    const long long w = std::max(width, 0LL);
-    const long long h = std::max(height, 0LL);
-    // Sizes are computed as the 32-bit host would: a count that does not fit
-    // in 32 bits is a request that cannot be served.
-    const unsigned long long pixels = static_cast<unsigned long long>(w) * static_cast<unsigned long long>(h);
-    if (h != 0 && pixels / static_cast<unsigned long long>(h) != static_cast<unsigned long long>(w))
-        throw std::bad_alloc();
-    const unsigned long long bytes = pixels * kPixelBytes;
-    if (pixels > UINT32_MAX / kPixelBytes || bytes > UINT32_MAX)
-        throw std::bad_alloc();
-    void* p = std::malloc(bytes == 0 ? kPixelBytes : static_cast<std::size_t>(bytes));
-    if (!p)
-        throw std::bad_alloc();
-    *buffer = static_cast<float*>(p);
-}
 
 PF_Err MyDoRender(PF_InData* in_data, PF_LayerDef* /*input*/, RenderData* render, PF_OutData* /*out_data*/,
                   PF_LayerDef* output, PF_ParamDef** /*params*/)

@@ -1,5 +1,6 @@
 // One host render request turned into one frame: frame values into the
-// record, a program rebuild when the definitions went stale, buffer growth,
+// record, a program rebuild when the definitions went stale, buffer growth
+// (through the instance's owner),
 // and the transfer that matches the output world's pixel format.
 #pragma once
 
@@ -14,8 +15,3 @@
 // into PF_Err_OUT_OF_MEMORY.
 PF_Err MyDoRender(PF_InData* in_data, PF_LayerDef* input, RenderData* render, PF_OutData* out_data,
                   PF_LayerDef* output, PF_ParamDef** params);
-
-// Makes `*buffer` hold at least width x height RGBA float pixels, releasing
-// what it held first. A byte count beyond 32 bits cannot be served and
-// throws std::bad_alloc, as does a failed allocation (*buffer is then null).
-void AllocatePixelBuffer(float** buffer, long long width, long long height);

@@ -22,7 +22,8 @@ bool buildParamDef(const glfxpar& par, int index, PF_ParamDef& def);
 void copyParamName(const PF_InData* in_data, PF_ParamDef& def, const std::string& name);
 
 // Adds description parameters 1 .. count-1 (parameter 0 is the input layer,
-// which the host supplies) and sets out_data->num_params to the count. The
+// which the host supplies) and sets out_data->num_params to the number of
+// host positions (what was added, plus the input layer). The
 // first add_param error ends the command and is returned.
 PF_Err ParamsSetup(PF_InData* in_data, PF_OutData* out_data, const cglfx& fx);
 

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <string>
 
+#include "glfx/hostmap.h"
 #include "sdk/AE_EffectCB.h"
 
 namespace glfxshell {
@@ -174,7 +175,9 @@ PF_Err ParamsSetup(PF_InData* in_data, PF_OutData* out_data, const cglfx& fx)
         if (err != PF_Err_NONE)
             return err;
     }
-    out_data->num_params = count;
+    // The input layer and every parameter that was added: a parameter
+    // without a host control takes no place in the host's array.
+    out_data->num_params = hostPositions(fx).count;
     return PF_Err_NONE;
 }
 

@@ -57,8 +57,8 @@ public:
     }
     ~Instance()
     {
-        releaseContext(&d, true);
         std::free(d.outputBuffer);
+        releaseInstance(&d, true);
     }
     Instance(const Instance&) = delete;
     Instance& operator=(const Instance&) = delete;

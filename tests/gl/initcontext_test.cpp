@@ -84,10 +84,10 @@ TEST(InitContext, NewContextBookkeepingAndDefinitions)
             want[fast] = c.fastValue;
         ASSERT_NE(d.defines, nullptr);
         EXPECT_EQ(*d.defines, want);
-        EXPECT_TRUE(releaseContext(&d, false));
+        EXPECT_TRUE(releaseInstance(&d, false));
         EXPECT_EQ(d.glContext, nullptr);
         EXPECT_EQ(d.defines, nullptr);
-        EXPECT_FALSE(releaseContext(&d, false)) << "nothing held the second time";
+        EXPECT_FALSE(releaseInstance(&d, false)) << "nothing held the second time";
     }
 }
 

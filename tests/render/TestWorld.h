@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "gl/EffectData.h"
+#include "gl/InstanceOwner.h"
 #include "sdk/AE_Effect.h"
 
 // A world of `width` x `height` pixels of `pixelSize` bytes, each row
@@ -34,28 +35,27 @@ struct TestWorld {
     }
 };
 
-// A float RGBA buffer as the record holds them (malloc'd: the record's owner
-// frees it with free()).
-inline float* newBuffer(std::size_t pixels, float fill = 0.0f)
+// A float RGBA buffer of the record's owner, every channel set to `fill`.
+inline float* ownedLayer(EffectData& d, int i, std::size_t pixels, float fill = 0.0f)
 {
-    float* b = static_cast<float*>(std::malloc(pixels * 4 * sizeof(float)));
-    if (!b)
-        throw std::bad_alloc();
-    for (std::size_t i = 0; i < pixels * 4; ++i)
-        b[i] = fill;
+    float* b = glfxowner::layerBuffer(&d, i, pixels);
+    for (std::size_t k = 0; k < pixels * 4; ++k)
+        b[k] = fill;
+    return b;
+}
+inline float* ownedOutput(EffectData& d, std::size_t pixels, float fill = 0.0f)
+{
+    float* b = glfxowner::outputBuffer(&d, pixels);
+    for (std::size_t k = 0; k < pixels * 4; ++k)
+        b[k] = fill;
     return b;
 }
 
-// A zeroed record that frees its buffers at the end of the test.
+// A zeroed record whose owner releases its buffers at the end of the test.
 struct TestRecord {
     EffectData d{};
     TestRecord() = default;
-    ~TestRecord()
-    {
-        std::free(d.outputBuffer == d.layerBuffers[0] ? nullptr : d.outputBuffer);
-        for (float* b : d.layerBuffers)
-            std::free(b);
-    }
+    ~TestRecord() { glfxowner::release(&d, false); }
     TestRecord(const TestRecord&) = delete;
     TestRecord& operator=(const TestRecord&) = delete;
 };

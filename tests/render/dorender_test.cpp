@@ -165,13 +165,10 @@ TEST_F(DoRenderTest, OutputLargerThanTheInputKeepsItsBuffer)
     EXPECT_EQ(10, rec.d.outputBufferWidth);
     EXPECT_EQ(10, rec.d.outputBufferHeight);
     EXPECT_GE(malloc_usable_size(rec.d.outputBuffer), 20u * 20u * 16u);
-    // A buffer of exactly the output's size, with a block allocated after it
-    // so that releasing it would not merge it back into free memory
-    // untouched: a reallocation shows in its first pixel.
-    std::free(rec.d.outputBuffer);
-    rec.d.outputBuffer = newBuffer(20 * 20, 0.5f);
-    std::unique_ptr<char, decltype(&std::free)> guard(static_cast<char*>(std::malloc(64)), &std::free);
+    // The buffer filled with 0.5: a reallocation would show in the output.
     float* const kept = rec.d.outputBuffer;
+    for (int i = 0; i < 20 * 20 * 4; ++i)
+        kept[i] = 0.5f;
 
     ASSERT_EQ(PF_Err_NONE, render(&out.def));
     EXPECT_EQ(kept, rec.d.outputBuffer);
@@ -253,8 +250,10 @@ protected:
     static void prepare(TestRecord& r, TestWorld& in0)
     {
         r.d.layers[0] = &in0.def;
-        r.d.layerBuffers[0] = newBuffer(6, -1.0f);
-        r.d.outputBuffer = newBuffer(6);
+        float* layer = glfxowner::layerBuffer(&r.d, 0, 6);
+        for (int i = 0; i < 24; ++i)
+            layer[i] = -1.0f;
+        glfxowner::outputBuffer(&r.d, 6);
         for (int i = 0; i < 24; ++i)
             r.d.outputBuffer[i] = 0.05f * static_cast<float>(i % 21);
         r.d.bufferWidth[0] = r.d.outputBufferWidth = 3;

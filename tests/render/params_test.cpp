@@ -2,6 +2,8 @@
 // description set up by each test.
 #include <gtest/gtest.h>
 
+#include "gl/InstanceOwner.h"
+
 #include <limits>
 #include <map>
 #include <memory>
@@ -11,6 +13,7 @@
 #include "FakeSuites.h"
 #include "TestWorld.h"
 #include "gl/Description.h"
+#include "gl/InstanceOwner.h"
 #include "glfx/strings.h"
 #include "render/GlobalData.h"
 #include "render/ParamsAssign.h"
@@ -367,7 +370,6 @@ TEST_F(ParamsTest, DefinitionsFromChecksAndPopups)
     glfxpar& slider = declare(4, GLFX_FLOAT); // flags 1 on a slider is no definition
     slider.flags = 1;
     slider.uniform = "gain";
-    std::map<std::string, std::string> defines;
     struct Case {
         bool withMap;
         int index, value;
@@ -384,15 +386,24 @@ TEST_F(ParamsTest, DefinitionsFromChecksAndPopups)
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::Message() << c.index << " = " << c.value);
-        rec.d.defines = c.withMap ? &defines : nullptr;
+        // The map belongs to the instance's owner, as vInitContext makes it.
+        if (c.withMap) {
+            glfxowner::adopt(&rec.d, in.sequence_data);
+            if (!rec.d.defines)
+                glfxowner::freshDefines(&rec.d);
+        } else {
+            glfxowner::release(&rec.d, false);
+        }
         rec.d.rebuild = false;
         param(c.index).u.bd.value = c.value; // checkbox and popup values share their place
         param(c.index).u.pd.value = c.value;
         EXPECT_EQ(PF_Err_NONE, changed(c.index));
         EXPECT_EQ(c.text != nullptr, rec.d.rebuild);
+        const std::map<std::string, std::string> defines =
+            rec.d.defines ? *rec.d.defines : decltype(defines){};
         EXPECT_EQ(c.text != nullptr, defines.count(prefix + c.name) == 1);
         if (c.text) {
-            EXPECT_EQ(c.text, defines[prefix + c.name]);
+            EXPECT_EQ(c.text, defines.at(prefix + c.name));
         }
     }
 }

@@ -108,7 +108,7 @@ TEST_F(TransferTest, RoundTripsAtEveryDepthAndChannelOrder)
         TestRecord r;
         r.d.isPremiere = c.premiere;
         r.d.layers[0] = &in.def;
-        r.d.layerBuffers[0] = newBuffer(static_cast<std::size_t>(c.w) * c.h);
+        ownedLayer(r.d, 0, static_cast<std::size_t>(c.w) * c.h);
         r.d.outputBuffer = r.d.layerBuffers[0];
         c.routine(nullptr, &out.def, &r.d);
 
@@ -179,7 +179,7 @@ TEST_F(TransferTest, OutputClampsAndTheFastSixteenBitWrap)
         TestWorld out(n, 2, run.deep ? 8 : 4);
         TestRecord r;
         r.d.isPremiere = run.premiere;
-        r.d.outputBuffer = newBuffer(n * 2);
+        ownedOutput(r.d, n * 2);
         for (int i = 0; i < n * 8; ++i)
             r.d.outputBuffer[i] = cases[i / 4 % n].v;
         run.routine(nullptr, &out.def, &r.d);
@@ -208,10 +208,10 @@ TEST_F(TransferTest, SkippedEmptyAndLeadingLayersKeepTheirBuffers)
     TestWorld* worlds[4] = {&input, &a, &skipped, &empty};
     for (int i = 0; i < 4; ++i) {
         r.d.layers[i] = &worlds[i]->def;
-        r.d.layerBuffers[i] = newBuffer(4, -7.0f);
+        ownedLayer(r.d, i, 4, -7.0f);
     }
     r.d.layerSkip[2] = true;
-    r.d.outputBuffer = newBuffer(4);
+    ownedOutput(r.d, 4);
     TestWorld out(2, 2, 4);
     Render8(nullptr, &out.def, &r.d);
     for (int k = 0; k < 16; ++k) {

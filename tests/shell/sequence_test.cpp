@@ -8,6 +8,7 @@
 
 #include "FakeHost.h"
 #include "gl/AE_GL_Context.h"
+#include "gl/InstanceOwner.h"
 #include "shell/EntryPoint.h"
 #include "shell/Handles.h"
 #include "shell/Sequence.h"
@@ -134,13 +135,14 @@ TEST(Sequence, FlattenReleasesEverythingTheRecordOwns)
 
     // What a render leaves behind: a context (never set up, so releasing it
     // touches no GPU), defines and malloc'ed buffers.
-    d->glContext = new AE_GL_Context();
-    d->defines = new std::map<std::string, std::string>{{"A", "1"}};
-    d->layerBuffers[0] = static_cast<float*>(std::malloc(64));
-    d->layerBuffers[1] = static_cast<float*>(std::malloc(64));
+    glfxowner::adopt(d, h.in.sequence_data);
+    glfxowner::setContext(d, new AE_GL_Context());
+    glfxowner::freshDefines(d)["A"] = "1";
+    glfxowner::layerBuffer(d, 0, 4);
+    glfxowner::layerBuffer(d, 1, 4);
     d->layerWidth[0] = d->layerHeight[0] = d->bufferWidth[0] = d->bufferHeight[0] = 2;
     d->layerSkip[1] = true;
-    d->outputBuffer = static_cast<float*>(std::malloc(64));
+    glfxowner::outputBuffer(d, 4);
     d->outputBufferWidth = d->outputBufferHeight = 2;
     d->rebuild = false;
     d->visibility[3] = -2;
