@@ -151,6 +151,40 @@ void directTransfer(RenderData* r, PF_LayerDef* output, int first, int end, std:
     }
 }
 
+// Bytes a pixel of the given host format, 0 for a format this effect does
+// not take.
+std::size_t pixelBytes(PF_PixelFormat format)
+{
+    switch (format) {
+    case PF_PixelFormat_ARGB32: return 4;
+    case PF_PixelFormat_ARGB64: return 8;
+    case PF_PixelFormat_ARGB128: return 16;
+    default: return 0;
+    }
+}
+
+// Leaves out of this render every layer world that is not of the output's
+// format (when the world suite can tell) or whose rows are too short for
+// its width at the output's pixel size: the transfers then skip it as a
+// missing layer, and its buffer keeps what it held.
+void leaveOutMismatchedLayers(RenderData* r, const PF_WorldSuite2* world, PF_PixelFormat format, int first,
+                              int end)
+{
+    const std::size_t size = pixelBytes(format);
+    for (int i = first; i < end; ++i) {
+        PF_LayerDef* layer = r->layers[i];
+        if (!layer || !layer->data)
+            continue;
+        PF_PixelFormat own = format;
+        if (world && world->PF_GetPixelFormat && world->PF_GetPixelFormat(layer, &own) != PF_Err_NONE)
+            own = format; // a world the suite does not know: judged by its rows
+        const long long rowBytes =
+            static_cast<long long>(std::max(layer->width, 0)) * static_cast<long long>(size);
+        if (own != format || static_cast<long long>(layer->rowbytes) < rowBytes)
+            r->layers[i] = nullptr;
+    }
+}
+
 } // namespace
 
 PF_Err MyDoRender(PF_InData* in_data, PF_LayerDef* /*input*/, RenderData* render, PF_OutData* /*out_data*/,
@@ -187,6 +221,8 @@ PF_Err MyDoRender(PF_InData* in_data, PF_LayerDef* /*input*/, RenderData* render
     if (world && world->PF_GetPixelFormat)
         world->PF_GetPixelFormat(output, &format); // its own result is not needed: an
                                                    // unknown format is refused below
+    if (pixelBytes(format) != 0)
+        leaveOutMismatchedLayers(render, world, format, first, end);
     const bool fast = settings.fast;
     const bool fastDeep = fast && !render->isPremiere;
     switch (format) {
