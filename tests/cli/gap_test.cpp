@@ -20,6 +20,16 @@ const char* kPresetGap = "[settings]\nname=Gap\nversion=1.0\n"
                          "[ps0]\nuniform float x;\nuniform int gap;\n"
                          "void main() { gl_FragColor = vec4(x, float(gap) / 4.0, 0.0, 1.0); }\n";
 
+// The preset chooser itself past the "none" parameter: the host names it by
+// its position, which is not its description index.
+const char* kChooserAfterGap = "[settings]\nname=GapChooser\nversion=1.0\n"
+                               "[par1]\nparam=gap\ntype=none\ndefault=2\n"
+                               "[par2]\nparam=look\ntype=popup\ntext=A|B\nflags=3\n"
+                               "[par3]\nparam=x\ntype=float\nmin=0\nmax=1\ndefault=0\n"
+                               "[preset_look_1]\nx=0.75\n"
+                               "[ps0]\nuniform float x;\nuniform int gap;\n"
+                               "void main() { gl_FragColor = vec4(x, float(gap) / 4.0, 0.0, 1.0); }\n";
+
 // A checkbox switch of groups 10 and 11 with the slider in group 11, past a
 // "none" parameter.
 const char* kSwitchGap = "[settings]\nname=GapSwitch\nversion=1.0\n"
@@ -59,18 +69,21 @@ TEST_P(Gap, LaterParametersReachTheShader)
 // 8-bit output truncates: 0.5 is 127, 0.75 is 191, 0.25 is 63.
 INSTANTIATE_TEST_SUITE_P(
     BothHosts, Gap,
-    testing::Values(GapCase{"preset_ae", kPresetGap, "ae", "--set look=B", {127, 127, 0}},
-                    GapCase{"preset_premiere", kPresetGap, "premiere", "--set look=B", {127, 127, 0}},
-                    GapCase{"preset_first_item_ae", kPresetGap, "ae", "--set look=A", {0, 127, 0}},
-                    GapCase{"value_ae", kPresetGap, "ae", "--set x=0.25", {63, 127, 0}},
-                    GapCase{"value_premiere", kPresetGap, "premiere", "--set x=0.25", {63, 127, 0}},
-                    GapCase{"switch_ae", kSwitchGap, "ae", "--set on=true", {191, 127, 63}},
-                    GapCase{"switch_premiere", kSwitchGap, "premiere", "--set on=true", {191, 127, 63}},
-                    GapCase{"switch_then_values_ae",
-                            kSwitchGap,
-                            "ae",
-                            "--set on=true --set x=0.5 --set y=1",
-                            {127, 127, 255}}),
+    testing::Values(
+        GapCase{"preset_ae", kPresetGap, "ae", "--set look=B", {127, 127, 0}},
+        GapCase{"preset_premiere", kPresetGap, "premiere", "--set look=B", {127, 127, 0}},
+        GapCase{"preset_first_item_ae", kPresetGap, "ae", "--set look=A", {0, 127, 0}},
+        GapCase{"chooser_after_gap_ae", kChooserAfterGap, "ae", "--set look=B", {191, 127, 0}},
+        GapCase{"chooser_after_gap_premiere", kChooserAfterGap, "premiere", "--set look=B", {191, 127, 0}},
+        GapCase{"value_ae", kPresetGap, "ae", "--set x=0.25", {63, 127, 0}},
+        GapCase{"value_premiere", kPresetGap, "premiere", "--set x=0.25", {63, 127, 0}},
+        GapCase{"switch_ae", kSwitchGap, "ae", "--set on=true", {191, 127, 63}},
+        GapCase{"switch_premiere", kSwitchGap, "premiere", "--set on=true", {191, 127, 63}},
+        GapCase{"switch_then_values_ae",
+                kSwitchGap,
+                "ae",
+                "--set on=true --set x=0.5 --set y=1",
+                {127, 127, 255}}),
     [](const testing::TestParamInfo<GapCase>& i) { return std::string(i.param.name); });
 
 } // namespace
