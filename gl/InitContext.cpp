@@ -3,7 +3,7 @@
 #include "gl/AE_GL_Context.h"
 #include "gl/Description.h"
 #include "gl/InstanceOwner.h"
-#include "glfx/defines.h"
+#include "glfx/paramdefines.h"
 #include "glfx/strings.h"
 
 void vInitContext(EffectData* data)

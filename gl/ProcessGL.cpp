@@ -5,7 +5,7 @@
 
 #include "gl/AE_GL_Context.h"
 #include "gl/ContextScope.h"
-#include "glfx/defines.h"
+#include "glfx/paramdefines.h"
 
 namespace {
 

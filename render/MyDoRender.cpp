@@ -10,9 +10,9 @@
 #include <epoxy/gl.h>
 
 #include "gl/AE_GL_Context.h"
-#include "gl/Defines.h"
 #include "gl/Description.h"
 #include "gl/InstanceOwner.h"
+#include "gl/Preamble.h"
 #include "render/Transfer.h"
 #include "sdk/AE_EffectSuites.h"
 #include "sdk/SPBasic.h"

@@ -2,8 +2,8 @@
 // EGL state surviving every call, and no GL names left behind.
 #include <algorithm>
 
-#include "gl/Defines.h"
 #include "gl/GlobalGLContext.h"
+#include "gl/Preamble.h"
 #include "gl_test_util.h"
 
 using namespace gltest;

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <fstream>
 
-#include "gl/Defines.h"
+#include "gl/Preamble.h"
 #include "gl_test_util.h"
 #include "glfx/text.h"
 

@@ -1,6 +1,6 @@
 // Giving an instance its GPU side, and the definitions text built from its
 // parameter values.
-#include "gl/Defines.h"
+#include "gl/Preamble.h"
 #include "gl_test_util.h"
 #include "glfx/strings.h"
 

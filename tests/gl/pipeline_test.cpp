@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "gl/Defines.h"
+#include "gl/Preamble.h"
 #include "gl_test_util.h"
 #include "glfx/strings.h"
 

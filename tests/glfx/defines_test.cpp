@@ -1,7 +1,7 @@
 // Definitions that parameter values contribute to the shader preamble. The
 // preamble text itself (fixed entries, key order, line ends) is checked where
 // it is built, in the GL tests.
-#include "glfx/defines.h"
+#include "glfx/paramdefines.h"
 
 #include <gtest/gtest.h>
 

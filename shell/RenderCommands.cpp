@@ -7,10 +7,10 @@
 #include <vector>
 
 #include "gl/AE_GL_Context.h"
-#include "gl/Defines.h"
 #include "gl/InitContext.h"
-#include "glfx/defines.h"
+#include "gl/Preamble.h"
 #include "glfx/hostmap.h"
+#include "glfx/paramdefines.h"
 #include "render/MyDoRender.h"
 #include "render/ParamsAssign.h"
 #include "render/Rect.h"

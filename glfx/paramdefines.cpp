@@ -1,4 +1,4 @@
-#include "glfx/defines.h"
+#include "glfx/paramdefines.h"
 
 #include "glfx/strings.h"
 #include "glfx/text.h"
