@@ -19,7 +19,6 @@
 
 namespace {
 
-constexpr int kEmptyLayerSize = 100; // buffer size assumed for an empty layer
 constexpr std::size_t kPixelBytes = 4 * sizeof(float);
 
 inline long long area(long long w, long long h) { return w * h; }
@@ -32,8 +31,8 @@ void layerSize(const PF_LayerDef* layer, int& w, int& h)
     w = layer ? layer->width : 0;
     h = layer ? layer->height : 0;
     if (area(w, h) == 0) {
-        w = kEmptyLayerSize;
-        h = kEmptyLayerSize;
+        w = glfxlimits::kEmptyLayerSize;
+        h = glfxlimits::kEmptyLayerSize;
     }
 }
 

@@ -35,7 +35,8 @@ void assignValue(const glfxpar& d, const PF_ParamDef& p, float* value)
     case GLFX_ANGLE: {
         const int degrees = fixedToInt(p.u.ad.value);
         // With the switch on, shaders get radians, turning the other way.
-        value[0] = d.flags > 0 ? static_cast<float>(degrees * -kPi / 180.0) : static_cast<float>(degrees);
+        value[0] = d.flags > glfxflags::kRadiansAbove ? static_cast<float>(degrees * -kPi / 180.0)
+                                                      : static_cast<float>(degrees);
         break;
     }
     case GLFX_POINT:
@@ -97,7 +98,7 @@ PF_Err ParamsAssign(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** para
         // stream. The first failure stops these updates for this call.
         // The host's streams count host positions.
         if (!record->isPremiere && position != glfxhostmap::kNotAdded &&
-            std::abs(record->visibility[i]) == 2 && streamErr == A_Err_NONE)
+            std::abs(record->visibility[i]) == glfxvisibility::kHidden && streamErr == A_Err_NONE)
             streamErr = streams.setHidden(position, record->visibility[i] > 0);
 
         // The parameters' UI flags are not pushed from here: ParamsChanged

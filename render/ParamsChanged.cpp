@@ -18,10 +18,6 @@
 
 namespace {
 
-// A switch whose first group number lies above this hides the parameters of
-// the other groups instead of disabling them.
-constexpr int kHideModeGroup = 100;
-
 // The changed parameter's value as an integer (the selected item or state).
 int intValue(const glfxpar& d, const PF_ParamDef& p)
 {
@@ -88,7 +84,7 @@ struct SwitchContext {
 // huge max must not overflow.
 PF_Err applyGroupSwitch(SwitchContext& c, long long first, long long last, long long selected)
 {
-    const bool hideMode = first > kHideModeGroup;
+    const bool hideMode = first > glfxlimits::kHideModeGroup;
     PF_Err err = PF_Err_NONE;
     for (int j = 1; j < c.count; ++j) {
         const glfxpar& pj = c.fx.par[j];
@@ -97,7 +93,7 @@ PF_Err applyGroupSwitch(SwitchContext& c, long long first, long long last, long 
         if (position == glfxhostmap::kNotAdded)
             continue;
         PF_ParamDef* hostParam = c.params[position];
-        for (int k = 0; k < 5; ++k) {
+        for (int k = 0; k < glfxlimits::kGroupSlots; ++k) {
             const int g = pj.group[k];
             if (g < 1)
                 break;
@@ -109,11 +105,11 @@ PF_Err applyGroupSwitch(SwitchContext& c, long long first, long long last, long 
             if (hostParam)
                 copy = *hostParam;
             if (hideMode) {
-                c.d->visibility[j] = off ? 2 : -2;
+                c.d->visibility[j] = off ? glfxvisibility::kHidden : glfxvisibility::kShownAgain;
                 copy.ui_flags =
                     off ? (copy.ui_flags | PF_PUI_INVISIBLE) : (copy.ui_flags & ~PF_PUI_INVISIBLE);
             } else {
-                c.d->visibility[j] = off ? 1 : -1;
+                c.d->visibility[j] = off ? glfxvisibility::kDisabled : glfxvisibility::kEnabledAgain;
                 copy.ui_flags = off ? (copy.ui_flags | PF_PUI_DISABLED) : (copy.ui_flags & ~PF_PUI_DISABLED);
             }
 
@@ -236,19 +232,19 @@ PF_Err ParamsChanged(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** par
     }
 
     switch (dc.flags) {
-    case 1:
+    case glfxflags::kIntegerDefine:
         if ((dc.type == GLFX_CHECK || dc.type == GLFX_POPUP) && d->defines) {
             (*d->defines)[glfxtext::definePrefix() + dc.uniform] = intToString(v);
             d->rebuild = true;
         }
         break;
-    case 2:
+    case glfxflags::kTextDefine:
         if (dc.type == GLFX_POPUP && d->defines) {
             (*d->defines)[glfxtext::definePrefix() + dc.uniform] = popupItemClamped(dc, v - 1);
             d->rebuild = true;
         }
         break;
-    case 3:
+    case glfxflags::kPreset:
         if (dc.type == GLFX_POPUP) {
             const auto preset = fx.settings.presets.find({c, v - 1});
             if (preset != fx.settings.presets.end()) {

@@ -28,7 +28,7 @@ void copyParamName(const PF_InData* in_data, PF_ParamDef& def, const std::string
 PF_Err ParamsSetup(PF_InData* in_data, PF_OutData* out_data, const cglfx& fx);
 
 // The parameter count used for the host: the description's, kept within
-// 1 .. 128 (the input layer always exists; the table holds 128).
+// 1 .. kMaxParams (the input layer always exists; the table holds no more).
 int hostParamCount(const cglfx& fx);
 
 } // namespace glfxshell
