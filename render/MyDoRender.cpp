@@ -7,12 +7,11 @@
 #include <new>
 #include <string>
 
-#include <epoxy/gl.h>
-
 #include "gl/AE_GL_Context.h"
 #include "gl/Description.h"
 #include "gl/InstanceOwner.h"
 #include "gl/Preamble.h"
+#include "gl/gl_api.h"
 #include "render/Transfer.h"
 #include "sdk/AE_EffectSuites.h"
 #include "sdk/SPBasic.h"
@@ -117,39 +116,6 @@ void growOutputBuffer(RenderData* r, const PF_LayerDef* output)
     }
 }
 
-// Copies the worlds into the float buffers as they are (the host's channel
-// order and depth), runs the passes when possible and copies the output
-// buffer back, `pixelSize` bytes a pixel.
-void directTransfer(RenderData* r, PF_LayerDef* output, int first, int end, std::size_t pixelSize, int glType)
-{
-    for (int i = first; i < end; ++i) {
-        const PF_LayerDef* layer = r->layers[i];
-        if (r->layerSkip[i] || !layer || !layer->data || !r->layerBuffers[i] || layer->height <= 0 ||
-            layer->width <= 0)
-            continue;
-        const std::size_t rowBytes = static_cast<std::size_t>(layer->width) * pixelSize;
-        const char* src = reinterpret_cast<const char*>(layer->data);
-        char* dst = reinterpret_cast<char*>(r->layerBuffers[i]);
-        for (int y = 0; y < layer->height; ++y) {
-            std::memcpy(dst, src, rowBytes);
-            src += layer->rowbytes;
-            dst += rowBytes;
-        }
-    }
-    if (ContextReady(r))
-        r->glContext->ProcessGL(r, GL_RGBA, glType);
-    if (!output->data || !r->outputBuffer || output->width <= 0 || output->height <= 0)
-        return;
-    const std::size_t rowBytes = static_cast<std::size_t>(output->width) * pixelSize;
-    const char* src = reinterpret_cast<const char*>(r->outputBuffer);
-    char* dst = reinterpret_cast<char*>(output->data);
-    for (int y = 0; y < output->height; ++y) {
-        std::memcpy(dst, src, rowBytes);
-        src += rowBytes;
-        dst += output->rowbytes;
-    }
-}
-
 // Bytes a pixel of the given host format, 0 for a format this effect does
 // not take.
 std::size_t pixelBytes(PF_PixelFormat format)
@@ -184,7 +150,64 @@ void leaveOutMismatchedLayers(RenderData* r, const PF_WorldSuite2* world, PF_Pix
     }
 }
 
+// The pixel type the passes read and write: the direct 8-bit transfer hands
+// the host's bytes over as they are, every other transfer float RGBA.
+int passType(TransferKind kind)
+{
+    return kind == TransferKind::kDirect8 ? GL_UNSIGNED_INT_8_8_8_8_REV : GL_FLOAT;
+}
+
 } // namespace
+
+bool ContextReady(const EffectData* record)
+{
+    const AE_GL_Context* ctx = record ? record->glContext : nullptr;
+    return ctx && ctx->initialised && ctx->ok;
+}
+
+void RunPasses(EffectData* record, int type)
+{
+    if (ContextReady(record))
+        record->glContext->ProcessGL(record, GL_RGBA, type);
+}
+
+namespace {
+
+void renderWith(TransferKind kind, PF_LayerDef* output, EffectData* record)
+{
+    if (!record)
+        return;
+    TransferIn(kind, record);
+    RunPasses(record, passType(kind));
+    TransferOut(kind, output, record);
+}
+
+} // namespace
+
+void Render8(PF_InData*, PF_LayerDef* output, EffectData* record)
+{
+    if (!record)
+        return;
+    const TransferKind kind = !record->isPremiere                ? TransferKind::kArgb8
+                              : !glfxDescription().settings.fast ? TransferKind::kPremiere8
+                                                                 : TransferKind::kReversed8;
+    renderWith(kind, output, record);
+}
+
+void Render16(PF_InData*, PF_LayerDef* output, EffectData* record)
+{
+    renderWith(TransferKind::kArgb16, output, record);
+}
+
+void Render16_Fast(PF_InData*, PF_LayerDef* output, EffectData* record)
+{
+    renderWith(TransferKind::kWrap16, output, record);
+}
+
+void RenderFloat(PF_InData*, PF_LayerDef* output, EffectData* record)
+{
+    renderWith(TransferKind::kArgbFloat, output, record);
+}
 
 PF_Err MyDoRender(PF_InData* in_data, PF_LayerDef* /*input*/, RenderData* render, PF_OutData* /*out_data*/,
                   PF_LayerDef* output, PF_ParamDef** /*params*/)
@@ -222,28 +245,14 @@ PF_Err MyDoRender(PF_InData* in_data, PF_LayerDef* /*input*/, RenderData* render
                                                    // unknown format is refused below
     if (pixelBytes(format) != 0)
         leaveOutMismatchedLayers(render, world, format, first, end);
-    const bool fast = settings.fast;
-    const bool fastDeep = fast && !render->isPremiere;
-    switch (format) {
-    case PF_PixelFormat_ARGB32:
-        if (fast)
-            directTransfer(render, output, first, end, 4, GL_UNSIGNED_INT_8_8_8_8_REV);
-        else
-            Render8(in_data, output, render);
-        break;
-    case PF_PixelFormat_ARGB64:
-        if (fastDeep)
-            Render16_Fast(in_data, output, render);
-        else
-            Render16(in_data, output, render);
-        break;
-    case PF_PixelFormat_ARGB128:
-        if (fastDeep)
-            directTransfer(render, output, first, end, 16, GL_FLOAT);
-        else
-            RenderFloat(in_data, output, render);
-        break;
-    default: result = PF_Err_BAD_CALLBACK_PARAM; break;
+    // Transfer in, run the passes, transfer out.
+    const TransferKind kind = ChooseTransfer(format, settings.fast, render->isPremiere);
+    if (kind == TransferKind::kNone) {
+        result = PF_Err_BAD_CALLBACK_PARAM;
+    } else {
+        TransferIn(kind, render);
+        RunPasses(render, passType(kind));
+        TransferOut(kind, output, render);
     }
     basic->ReleaseSuite(kPFWorldSuite, kPFWorldSuiteVersion2);
     return result;

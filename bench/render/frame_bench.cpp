@@ -28,6 +28,7 @@
 #include "gl/gl_api.h"
 #include "glfx/text.h"
 #include "host/Host.h"
+#include "render/MyDoRender.h"
 #include "render/Transfer.h"
 
 namespace {

@@ -9,6 +9,7 @@
 
 #include "TestWorld.h"
 #include "gl/Description.h"
+#include "render/MyDoRender.h"
 #include "render/Rect.h"
 #include "render/Transfer.h"
 
