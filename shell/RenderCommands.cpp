@@ -11,6 +11,7 @@
 #include "gl/Preamble.h"
 #include "glfx/hostmap.h"
 #include "glfx/paramdefines.h"
+#include "render/GlobalData.h"
 #include "render/MyDoRender.h"
 #include "render/ParamsAssign.h"
 #include "render/Rect.h"
@@ -87,6 +88,13 @@ private:
 
 EffectData* instance(PF_InData* in_data) { return liveRecord(in_data, in_data->sequence_data); }
 
+// Whether the plug-in's global data is there; without it (after global
+// setdown) no snapshot can be taken, and a render builds nothing.
+bool haveGlobalData(const PF_OutData* out_data)
+{
+    return out_data->global_data && *reinterpret_cast<GlobalData**>(out_data->global_data);
+}
+
 void ensureContext(EffectData* d)
 {
     if (!d->glContext)
@@ -143,7 +151,7 @@ PF_Err Render(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params[], P
               const cglfx& fx)
 {
     EffectData* d = instance(in_data);
-    if (!d)
+    if (!d || !haveGlobalData(out_data))
         return PF_Err_INTERNAL_STRUCT_DAMAGED;
     ensureContext(d);
     PF_LayerDef* input = (params && params[0]) ? &params[0]->u.ld : nullptr;
@@ -194,7 +202,7 @@ PF_Err SmartRender(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params
                    PF_SmartRenderExtra* extra, const cglfx& fx)
 {
     EffectData* d = instance(in_data);
-    if (!d)
+    if (!d || !haveGlobalData(out_data))
         return PF_Err_INTERNAL_STRUCT_DAMAGED;
     ensureContext(d);
     if (!extra || !extra->cb || !extra->cb->checkout_layer_pixels || !extra->cb->checkout_output)
