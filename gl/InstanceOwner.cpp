@@ -1,6 +1,7 @@
 #include "gl/InstanceOwner.h"
 
 #include <cstdlib>
+#include <mutex>
 #include <new>
 
 #include "gl/AE_GL_Context.h"
@@ -21,8 +22,12 @@ struct Owner {
 };
 
 // Live owners by serial number. Serial numbers are never reused, so a number
-// read from old bytes can only name an owner that is still live.
+// read from old bytes can only name an owner that is still live. Hosts may
+// create and destroy instances on different threads: the map is guarded;
+// an owner itself is only used by its own instance's commands, and map nodes
+// stay where they are while others come and go.
 struct Registry {
+    std::mutex lock;
     std::map<std::uint64_t, Owner> owners;
     std::uint64_t nextSerial = 1;
 };
@@ -37,8 +42,10 @@ Owner* find(const EffectData* d)
 {
     if (!d || d->ownerSerial == 0)
         return nullptr;
-    auto it = registry().owners.find(d->ownerSerial);
-    return it == registry().owners.end() ? nullptr : &it->second;
+    Registry& r = registry();
+    std::lock_guard<std::mutex> guard(r.lock);
+    auto it = r.owners.find(d->ownerSerial);
+    return it == r.owners.end() ? nullptr : &it->second;
 }
 
 // Copies the owner's pointers into the record's view fields.
@@ -81,6 +88,7 @@ void clearAfterRelease(EffectData* d)
 Owner& create(EffectData* d, const void* handle)
 {
     Registry& r = registry();
+    std::lock_guard<std::mutex> guard(r.lock);
     const std::uint64_t serial = r.nextSerial++;
     Owner& o = r.owners[serial];
     o.handle = handle;
@@ -213,7 +221,9 @@ bool release(EffectData* d, bool uninit)
     bool held = false;
     if (Owner* o = find(d)) {
         held = releaseOwner(*o, uninit);
-        registry().owners.erase(d->ownerSerial);
+        Registry& r = registry();
+        std::lock_guard<std::mutex> guard(r.lock);
+        r.owners.erase(d->ownerSerial);
     }
     clearAfterRelease(d);
     return held;
@@ -221,12 +231,21 @@ bool release(EffectData* d, bool uninit)
 
 void releaseAll()
 {
-    Registry& r = registry();
-    for (auto& entry : r.owners)
+    std::map<std::uint64_t, Owner> left;
+    {
+        Registry& r = registry();
+        std::lock_guard<std::mutex> guard(r.lock);
+        left.swap(r.owners);
+    }
+    for (auto& entry : left)
         releaseOwner(entry.second, true);
-    r.owners.clear();
 }
 
-int liveCount() { return static_cast<int>(registry().owners.size()); }
+int liveCount()
+{
+    Registry& r = registry();
+    std::lock_guard<std::mutex> guard(r.lock);
+    return static_cast<int>(r.owners.size());
+}
 
 } // namespace glfxowner
