@@ -5,7 +5,8 @@
 
 // Gives the instance a new AE_GL_Context on the process-wide description with
 // a live offscreen context, resets its per-layer bookkeeping and fills a new
-// definitions map. Compiles nothing.
+// definitions map, all held by the instance's owner (gl/InstanceOwner.h),
+// which releases a context it already held. Compiles nothing.
 void vInitContext(EffectData* data);
 
 // The counterpart of vInitContext: releases everything the instance's owner
