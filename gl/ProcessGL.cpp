@@ -5,7 +5,7 @@
 
 #include "gl/AE_GL_Context.h"
 #include "gl/ContextScope.h"
-#include "glfx/defines.h"
+#include "glfx/paramdefines.h"
 
 namespace {
 
@@ -19,7 +19,7 @@ const GLenum _fboBuff[] = {GL_COLOR_ATTACHMENT0_EXT};
 GLuint routedTexture(const AE_GL_Context& ctx, int r, int passes, int layers)
 {
     if (r < 0) {
-        const int layer = -(r + 1);
+        const int layer = glfxroute::layerOf(r);
         return layer < layers ? ctx.inputTextures[layer] : 0;
     }
     return r < passes ? ctx.passTextures[r] : 0;
