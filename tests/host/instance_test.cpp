@@ -165,3 +165,26 @@ TEST(Instance, LayerOfAnotherDepthIsLeftOut)
         ASSERT_EQ(s.finish(), PF_Err_NONE);
     }
 }
+
+// An output world larger than the input layer: the pass loop needs a result
+// buffer for the output's size, which must come from the instance's owner
+// (a buffer grown behind its back would be freed and then read next frame).
+TEST(Instance, OutputLargerThanTheInputFrameAfterFrame)
+{
+    REQUIRE_PLUGIN();
+    Plugin plugin(pluginPath());
+    plugin.setEffectText(kEffect);
+    for (HostMode mode : kModes) {
+        SCOPED_TRACE(hostModeName(mode));
+        Session s(plugin, mode);
+        ASSERT_EQ(s.start(), PF_Err_NONE);
+        World in = worldFor(mode, 4, 3);
+        const float red[4] = {0.5f, 0.0f, 0.0f, 1.0f};
+        for (int side : {9, 17, 9}) {
+            World out = worldFor(mode, side, side);
+            ASSERT_EQ(s.render(in, out), PF_Err_NONE);
+            expectPixel(out, side - 1, side - 1, red);
+        }
+        ASSERT_EQ(s.finish(), PF_Err_NONE);
+    }
+}
