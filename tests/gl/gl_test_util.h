@@ -64,11 +64,9 @@ public:
         glfxDescription() = fx;
         vInitContext(&d);
     }
-    ~Instance()
-    {
-        std::free(d.outputBuffer);
-        releaseInstance(&d, true);
-    }
+    // The result buffer the pass loop grew belongs to the instance's owner,
+    // which releases it with the rest.
+    ~Instance() { releaseInstance(&d, true); }
     Instance(const Instance&) = delete;
 
     AE_GL_Context& ctx() { return *d.glContext; }
