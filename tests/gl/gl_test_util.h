@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -64,11 +63,7 @@ public:
         glfxDescription() = fx;
         vInitContext(&d);
     }
-    ~Instance()
-    {
-        std::free(d.outputBuffer);
-        releaseInstance(&d, true);
-    }
+    ~Instance() { releaseInstance(&d, true); } // the owner frees the output buffer
     Instance(const Instance&) = delete;
 
     AE_GL_Context& ctx() { return *d.glContext; }
