@@ -109,7 +109,8 @@ TEST(Instance, SetupAgainLargerOutputsAndRenderAfterGlobalSetdown)
             SCOPED_TRACE(side);
             World out = worldFor(mode, side, side), plate = worldFor(mode, 4, 3);
             s.setLayer(2, &plate);
-            ASSERT_EQ(s.render(in, out), PF_Err_NONE);
+            ASSERT_EQ(s.render(in, out), PF_Err_NONE); // grown from the size before, no setup between
+            expectPixel(out, side - 1, side - 1, kHalfRed);
             ASSERT_EQ(s.sequenceSetup(), PF_Err_NONE);
             out.fill(0, 0, 0, 0);
             ASSERT_EQ(s.render(in, out), PF_Err_NONE);
