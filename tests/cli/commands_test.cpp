@@ -48,9 +48,10 @@ std::vector<std::string> keys(const Json& j)
 
 // The description part: documented keys in documented order, the values of
 // the description, tables cut to the counts, bytes that are not UTF-8 kept
-// as U+FFFD.
-TEST(Describe, DescriptionSchema)
+// as U+FFFD; then the parameters as the host added them.
+TEST(Describe, DescriptionAndHostParams)
 {
+    NEED_PLUGIN();
     Scratch s;
     const Result r = glfx("describe --effect " + q(s.write("s.glfx", kSmall)));
     ASSERT_EQ(r.status, 0) << r.err;
@@ -88,19 +89,13 @@ TEST(Describe, DescriptionSchema)
     EXPECT_EQ(b["params"].size(), 128u);
     EXPECT_EQ(b["routing"].size(), 32u);
     EXPECT_EQ(b["passes"].size(), 32u);
-}
 
-// host_params as the host stores them: ids are the description index + 1,
-// popups count from 1, colours are 8-bit, angles and points 16.16 fixed,
-// points in percent as added; flags 64 is "supervise", 32 "start collapsed";
-// display flag 1 "percent"; a name is cut to 31 characters, with a warning.
-TEST(Describe, HostParams)
-{
-    NEED_PLUGIN();
-    Scratch s;
-    const Result r = glfx("describe --effect " + q(s.write("small.glfx", kSmall)));
-    ASSERT_EQ(r.status, 0) << r.err;
-    const Json h = Json::parse(r.out).at("host_params");
+    // host_params as the host stores them: ids are the description index + 1,
+    // popups count from 1, colours are 8-bit, angles and points 16.16 fixed,
+    // points in percent as added; flags 64 is "supervise", 32 "start
+    // collapsed"; display flag 1 "percent"; a name is cut to 31 characters,
+    // with a warning.
+    const Json h = j.at("host_params");
     Json want =
         Json::parse(R"([{"id": 2, "type": "FLOAT_SLIDER", "name": "Amount", "valid_max": 100, "slider_max": 1,
        "value": 0.5, "dephault": 0.5, "precision": 2, "display_flags": 0},
@@ -188,7 +183,6 @@ TEST(Glfx, FailuresSayWhyAndLeaveNothingBehind)
         const char *args, *message;
     } cases[] = {
         {"R --set levle=1", "unknown parameter 'levle'"},
-
         {"R --set level=abc", "bad value 'abc'"},
         {"R --set level=1.5", "bad value '1.5'"},
         {"R --set tint=1,0", "bad value '1,0'"},

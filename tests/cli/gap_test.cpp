@@ -10,39 +10,23 @@ using namespace clitest;
 
 namespace {
 
-// Red shows x; green shows the "none" parameter's described default (2) / 4,
-// which it keeps as it has no control.
-const char* kPresetGap = "[settings]\nname=Gap\nversion=1.0\n"
-                         "[par1]\nparam=look\ntype=popup\ntext=A|B\nflags=3\n"
-                         "[par2]\nparam=gap\ntype=none\ndefault=2\n"
-                         "[par3]\nparam=x\ntype=float\nmin=0\nmax=1\ndefault=0\n"
-                         "[preset_look_1]\nx=0.5\n"
-                         "[ps0]\nuniform float x;\nuniform int gap;\n"
-                         "void main() { gl_FragColor = vec4(x, float(gap) / 4.0, 0.0, 1.0); }\n";
-
-// The preset chooser itself past the "none" parameter: the host names it by
-// its position, which is not its description index.
-const char* kChooserAfterGap = "[settings]\nname=GapChooser\nversion=1.0\n"
-                               "[par1]\nparam=gap\ntype=none\ndefault=2\n"
-                               "[par2]\nparam=look\ntype=popup\ntext=A|B\nflags=3\n"
-                               "[par3]\nparam=x\ntype=float\nmin=0\nmax=1\ndefault=0\n"
-                               "[preset_look_1]\nx=0.75\n"
-                               "[ps0]\nuniform float x;\nuniform int gap;\n"
-                               "void main() { gl_FragColor = vec4(x, float(gap) / 4.0, 0.0, 1.0); }\n";
-
-// A checkbox switch of groups 10 and 11 with the slider in group 11, past a
-// "none" parameter.
-const char* kSwitchGap = "[settings]\nname=GapSwitch\nversion=1.0\n"
-                         "[par1]\nparam=on\ntype=check\ngroupswitch=10\ndefault=0\n"
-                         "[par2]\nparam=gap\ntype=none\ndefault=2\n"
-                         "[par3]\nparam=x\ntype=float\nmin=0\nmax=1\ndefault=0.75\ngroup=11\n"
-                         "[par4]\nparam=y\ntype=float\nmin=0\nmax=1\ndefault=0.25\ngroup=10\n"
-                         "[ps0]\nuniform float x;\nuniform float y;\nuniform int gap;\n"
-                         "void main() { gl_FragColor = vec4(x, float(gap) / 4.0, y, 1.0); }\n";
+// A checkbox switch of groups 10 and 11, a "none" parameter, then the preset
+// chooser (which the host names by its position, not its description index)
+// and two sliders, one in each group. Red shows x, blue y; green shows the
+// "none" parameter's described default (2) / 4, which it keeps as it has no
+// control.
+const char* kGap = "[settings]\nname=Gap\nversion=1.0\n"
+                   "[par1]\nparam=on\ntype=check\ngroupswitch=10\ndefault=0\n"
+                   "[par2]\nparam=gap\ntype=none\ndefault=2\n"
+                   "[par3]\nparam=look\ntype=popup\ntext=A|B\nflags=3\n"
+                   "[par4]\nparam=x\ntype=float\nmin=0\nmax=1\ndefault=0\ngroup=11\n"
+                   "[par5]\nparam=y\ntype=float\nmin=0\nmax=1\ndefault=0.25\ngroup=10\n"
+                   "[preset_look_1]\nx=0.75\n"
+                   "[ps0]\nuniform float x;\nuniform float y;\nuniform int gap;\n"
+                   "void main() { gl_FragColor = vec4(x, float(gap) / 4.0, y, 1.0); }\n";
 
 struct GapCase {
     const char* name;
-    const char* effect;
     const char* host;
     const char* sets;
     float rgb[3]; // as 8-bit values the shader's output truncates to
@@ -55,7 +39,7 @@ TEST_P(Gap, LaterParametersReachTheShader)
     NEED_PLUGIN();
     const GapCase& c = GetParam();
     Scratch s;
-    const std::string args = "render --effect " + q(s.write("fx.glfx", c.effect)) + " --size 3x2 --host " +
+    const std::string args = "render --effect " + q(s.write("fx.glfx", kGap)) + " --size 3x2 --host " +
                              c.host + " " + c.sets + " -o " + q(s.path("o.png"));
     const Result r = glfx(args);
     ASSERT_EQ(r.status, 0) << r.err;
@@ -70,20 +54,17 @@ TEST_P(Gap, LaterParametersReachTheShader)
 INSTANTIATE_TEST_SUITE_P(
     BothHosts, Gap,
     testing::Values(
-        GapCase{"preset_ae", kPresetGap, "ae", "--set look=B", {127, 127, 0}},
-        GapCase{"preset_premiere", kPresetGap, "premiere", "--set look=B", {127, 127, 0}},
-        GapCase{"preset_first_item_ae", kPresetGap, "ae", "--set look=A", {0, 127, 0}},
-        GapCase{"chooser_after_gap_ae", kChooserAfterGap, "ae", "--set look=B", {191, 127, 0}},
-        GapCase{"chooser_after_gap_premiere", kChooserAfterGap, "premiere", "--set look=B", {191, 127, 0}},
-        GapCase{"value_ae", kPresetGap, "ae", "--set x=0.25", {63, 127, 0}},
-        GapCase{"value_premiere", kPresetGap, "premiere", "--set x=0.25", {63, 127, 0}},
-        GapCase{"switch_ae", kSwitchGap, "ae", "--set on=true", {191, 127, 63}},
-        GapCase{"switch_premiere", kSwitchGap, "premiere", "--set on=true", {191, 127, 63}},
-        GapCase{"switch_then_values_ae",
-                kSwitchGap,
-                "ae",
+        GapCase{"preset_ae", "ae", "--set look=B", {191, 127, 63}},
+        GapCase{"preset_premiere", "premiere", "--set look=B", {191, 127, 63}},
+        GapCase{"preset_first_item_ae", "ae", "--set look=A", {0, 127, 63}},
+        GapCase{"value_ae", "ae", "--set x=0.5", {127, 127, 63}},
+        GapCase{"value_premiere", "premiere", "--set x=0.5", {127, 127, 63}},
+        GapCase{"switch_ae", "ae", "--set on=true", {0, 127, 63}},
+        GapCase{"switch_then_values_premiere",
+                "premiere",
                 "--set on=true --set x=0.5 --set y=1",
-                {127, 127, 255}}),
+                {127, 127, 255}},
+        GapCase{"switch_then_values_ae", "ae", "--set on=true --set x=0.5 --set y=1", {127, 127, 255}}),
     [](const testing::TestParamInfo<GapCase>& i) { return std::string(i.param.name); });
 
 } // namespace

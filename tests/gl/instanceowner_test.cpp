@@ -26,15 +26,9 @@ TEST(InstanceOwner, ForeignBytesAreDroppedUnread)
         const int before = glfxowner::liveCount();
         EffectData d = foreignRecord(fill);
         ASSERT_EQ(glfxowner::adopt(&d, &handleA), &d);
-        EXPECT_EQ(d.glContext, nullptr);
-        EXPECT_EQ(d.defines, nullptr);
-        EXPECT_EQ(d.outputBuffer, nullptr);
-        EXPECT_EQ(d.outputBufferWidth, 0);
-        for (int i = 0; i < glfxlimits::kMaxInputs; ++i) {
-            ASSERT_EQ(d.layerBuffers[i], nullptr);
-            ASSERT_EQ(d.layers[i], nullptr);
-            ASSERT_EQ(d.bufferWidth[i], 0);
-        }
+        EXPECT_TRUE(!d.glContext && !d.defines && !d.outputBuffer && !d.outputBufferWidth);
+        for (int i = 0; i < glfxlimits::kMaxInputs; ++i)
+            ASSERT_TRUE(!d.layerBuffers[i] && !d.layers[i] && !d.bufferWidth[i]) << i;
         EXPECT_EQ(glfxowner::liveCount(), before + 1);
 
         // The owner's buffer is what the record shows from now on, and a
@@ -59,7 +53,7 @@ TEST(InstanceOwner, ForeignBytesAreDroppedUnread)
     }
 }
 
-TEST(InstanceOwner, BuffersGrowOnlyWhenTooSmallAndDefinesAreReplaced)
+TEST(InstanceOwner, BuffersGrowOnlyWhenTooSmallDefinesAreReplacedReleaseAllForgets)
 {
     const int handle = 0;
     EffectData d{};
@@ -82,25 +76,19 @@ TEST(InstanceOwner, BuffersGrowOnlyWhenTooSmallAndDefinesAreReplaced)
 
     d.layerSkip[3] = true;
     glfxowner::release(&d, false);
-    EXPECT_EQ(d.layerBuffers[3], nullptr);
-    EXPECT_EQ(d.defines, nullptr);
-    EXPECT_FALSE(d.layerSkip[3]);
-}
+    EXPECT_TRUE(!d.layerBuffers[3] && !d.defines && !d.layerSkip[3]);
 
-TEST(InstanceOwner, ReleaseAllForgetsEveryOwner)
-{
-    const int handles[3] = {};
+    // After releaseAll the records' serials name no owner: their views are dropped.
     EffectData records[3] = {};
-    for (int i = 0; i < 3; ++i) {
-        glfxowner::adopt(&records[i], &handles[i]);
-        glfxowner::outputBuffer(&records[i], 8);
+    for (EffectData& r : records) {
+        glfxowner::adopt(&r, &r);
+        glfxowner::outputBuffer(&r, 8);
     }
     glfxowner::releaseAll();
     EXPECT_EQ(glfxowner::liveCount(), 0);
-    // The records' serials name no owner now: their views are dropped.
-    for (int i = 0; i < 3; ++i) {
-        glfxowner::adopt(&records[i], &handles[i]);
-        EXPECT_EQ(records[i].outputBuffer, nullptr);
-        glfxowner::release(&records[i], false);
+    for (EffectData& r : records) {
+        glfxowner::adopt(&r, &r);
+        EXPECT_EQ(r.outputBuffer, nullptr);
+        glfxowner::release(&r, false);
     }
 }

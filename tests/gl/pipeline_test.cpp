@@ -4,7 +4,6 @@
 
 #include "gl/Preamble.h"
 #include "gl_test_util.h"
-#include "glfx/strings.h"
 
 using namespace gltest;
 
@@ -132,34 +131,6 @@ TEST(Pipeline, UniformInterface)
                               {2.f, 0.375f, 3.5f, -1.25f}, {0.25f, 0.5f, 0.75f, 90.f},
                               {0.125f, 0.625f, 0.f, 0.f}};
     inst.expectFrame(2 * W, [&](int k, int c) { return want[k % W][c]; });
-}
-
-TEST(Pipeline, DefinitionsReachTheShaderThroughABuild)
-{
-    // Red: the fixed definition is present; green: the checkbox "mode"
-    // (flags 1: a definition, no uniform) is 1.
-    const std::string fixedOn = glfxtext::defineFixedOn().substr(8);
-    const std::string mode = glfxtext::definePrefix().substr(8) + "mode";
-    cglfx fx =
-        makeEffect({"void main() {\n float r = 0.0, g = 0.0;\n#ifdef " + fixedOn + "\n r = 1.0;\n#endif\n" +
-                    "#ifdef " + mode + "\n#if " + mode + " == 1\n g = 1.0;\n#endif\n#endif\n" +
-                    " gl_FragColor = vec4(r, g, 1.0, 0.5);\n}\n"});
-    fx.settings.params = 2;
-    fx.par[1].type = GLFX_CHECK;
-    fx.par[1].flags = 1;
-    fx.par[1].uniform = "mode";
-    Instance inst(fx);
-    // A frame without a build builds with no definitions.
-    inst.setOutput(2, 2);
-    ASSERT_TRUE(inst.render());
-    inst.expectFrame(4, [](int, int c) { return c == 2 ? 1.f : c == 3 ? 0.5f : 0.f; });
-    for (float value : {1.f, 0.f, 1.f}) {
-        inst.d.values[1][0] = value;
-        ASSERT_TRUE(inst.build(getDefines(&inst.d)));
-        ASSERT_TRUE(inst.render());
-        const float want[4] = {1.f, value, 1.f, 0.5f};
-        inst.expectFrame(4, [&](int, int c) { return want[c]; });
-    }
 }
 
 TEST(Pipeline, BuildFailuresAndFrameSizes)

@@ -51,17 +51,3 @@ TEST(HostMap, PositionsSkipParametersWithoutAControl)
         }
     }
 }
-
-TEST(HostMap, CountStaysWithinTheTable)
-{
-    cglfx fx;
-    fx.settings.params = 1000; // more than the table holds
-    for (auto& p : fx.par)
-        p.type = GLFX_FLOAT;
-    const glfxhostmap map = hostPositions(fx);
-    EXPECT_EQ(map.count, glfxlimits::kMaxParams);
-    EXPECT_EQ(map.position[glfxlimits::kMaxParams - 1], glfxlimits::kMaxParams - 1);
-
-    fx.settings.params = -3; // a broken count still has the input
-    EXPECT_EQ(hostPositions(fx).count, 1);
-}

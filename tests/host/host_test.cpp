@@ -126,9 +126,6 @@ TEST(HostCallbacks, HandlesAnsiAndSuitesByNameAndVersion)
     void* bogus[1] = {nullptr}; // a handle the host never gave out is refused, not freed
     EXPECT_EQ(u->host_get_handle_size(reinterpret_cast<PF_Handle>(bogus)), 0);
     EXPECT_NE(u->host_resize_handle(8, reinterpret_cast<PF_Handle*>(&bogus)), PF_Err_NONE);
-    char buf[64];
-    EXPECT_EQ(u->ansi.sprintf(buf, "%s-%d-%.1f", "a", 42, 1.5), 8);
-    EXPECT_STREQ(buf, "a-42-1.5");
 
     SPBasicSuite* sp = f.session.inData().pica_basicP;
     const std::pair<const char*, A_long> offered[] = {

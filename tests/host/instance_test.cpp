@@ -1,26 +1,17 @@
 // One instance's state across the host's lifecycle through the real plug-in:
-// saved bytes that carry another process's pointers, a render after global
-// setdown, a second sequence setup, and layer worlds of another depth than
-// the output. Each must render the right pixels or fail cleanly, never touch
+// a saved project reopened (its own bytes, or bytes that carry another
+// process's pointers), a render after global setdown, a second sequence
+// setup, layer worlds of another depth than the output, outputs larger than
+// the input. Each must render the right pixels or fail cleanly, never touch
 // a stale pointer (run under the sanitizer build too).
 #include "gl/EffectData.h"
-#include "host/Host.h"
-
-#include <gtest/gtest.h>
+#include "tests/shell/PluginFixture.h"
 
 #include <cstring>
-#include <fstream>
-#include <vector>
 
-using namespace glfxhost;
+using namespace plugintest;
 
 namespace {
-
-std::string pluginPath() { return std::string(GLFX_BINARY_DIR) + "/glfxplugin.so"; }
-
-#define REQUIRE_PLUGIN()                                                                                     \
-    if (!std::ifstream(pluginPath()).good())                                                                 \
-    GTEST_SKIP() << "glfxplugin.so is not built in this tree"
 
 // Red shows gain; the layer parameter's world is lent to every render (and
 // transferred) without reaching the pixels.
@@ -30,17 +21,7 @@ const char* kEffect = "[settings]\nname=Instance\nversion=1.0\ninterp=0\n"
                       "[ps0]\nuniform float gain;\n"
                       "void main() { gl_FragColor = vec4(gain, 0.0, 0.0, 1.0); }\n";
 
-const HostMode kModes[] = {HostMode::AfterEffects, HostMode::Premiere};
-
-World worldFor(HostMode mode, int w, int h) { return World(w, h, 8, mode == HostMode::Premiere); }
-
-void expectPixel(const World& w, int x, int y, const float want[4])
-{
-    float got[4];
-    w.getPixel(x, y, got);
-    for (int k = 0; k < 4; ++k)
-        EXPECT_NEAR(got[k], want[k], 1.0f / 255.0f) << "channel " << k << " at " << x << "," << y;
-}
+const float kHalfRed[4] = {0.5f, 0.0f, 0.0f, 1.0f};
 
 // Bytes of one record whose every pointer-sized word holds `word`: what a
 // project saved by another process or build, or tampered with, hands back.
@@ -54,11 +35,37 @@ std::vector<uint8_t> recordBytes(uintptr_t word)
 
 } // namespace
 
+// Saved and reopened: the host hands the saved bytes back and they save again
+// unchanged; every handle and suite is given back at the end.
+TEST(Instance, SavedBytesReopenAndSaveUnchanged)
+{
+    for (HostMode mode : kModes) {
+        SCOPED_TRACE(hostModeName(mode));
+        Effect fx(kEffect, mode);
+        Session& s = fx.session;
+        ASSERT_EQ(s.start(), PF_Err_NONE);
+        World in = worldFor(mode, 4, 4), out = worldFor(mode, 4, 4);
+        ASSERT_EQ(s.render(in, out), PF_Err_NONE);
+        ASSERT_EQ(s.flatten(), PF_Err_NONE);
+        ASSERT_EQ(s.flatData().size(), sizeof(EffectData));
+        const std::vector<uint8_t> saved = s.flatData();
+        ASSERT_EQ(s.resetup(), PF_Err_NONE);
+        EXPECT_EQ(s.sequenceDataSize(), sizeof(EffectData));
+        ASSERT_EQ(s.flatten(), PF_Err_NONE);
+        EXPECT_TRUE(s.flatData() == saved);
+        EXPECT_EQ(s.sequenceSetdown(), PF_Err_NONE);
+        EXPECT_FALSE(s.hasSequenceData());
+        EXPECT_EQ(s.globalSetdown(), PF_Err_NONE);
+        EXPECT_EQ(s.liveHandles() + s.liveMemHandles(), 0);
+        const glfxhost::Records& r = s.records();
+        for (const auto& a : r.suiteAcquires)
+            EXPECT_EQ(r.suiteReleases.at(a.first), a.second) << a.first;
+        EXPECT_EQ(problems(s), "");
+    }
+}
+
 TEST(Instance, ReopenedBytesWithForeignPointersRenderFromScratch)
 {
-    REQUIRE_PLUGIN();
-    Plugin plugin(pluginPath());
-    plugin.setEffectText(kEffect);
     // A wild address, a small one, and an address-like one inside this
     // process's heap that is not a record's.
     std::vector<uint8_t> heapBlock(64);
@@ -66,45 +73,52 @@ TEST(Instance, ReopenedBytesWithForeignPointersRenderFromScratch)
     for (HostMode mode : kModes)
         for (uintptr_t word : words) {
             SCOPED_TRACE(testing::Message() << hostModeName(mode) << " word " << std::hex << word);
-            Session s(plugin, mode);
+            Effect fx(kEffect, mode);
+            Session& s = fx.session;
             ASSERT_EQ(s.start(), PF_Err_NONE);
             World in = worldFor(mode, 4, 3), out = worldFor(mode, 4, 3), plate = worldFor(mode, 4, 3);
             in.fill(0, 0, 0, 1);
-            plate.fill(0.2f, 0.6f, 0, 1);
             s.setLayer(2, &plate);
             ASSERT_EQ(s.render(in, out), PF_Err_NONE);
             ASSERT_EQ(s.flatten(), PF_Err_NONE);
             s.setFlatData(recordBytes(word));
             ASSERT_EQ(s.resetup(), PF_Err_NONE);
             s.setFloat(1, 0.25);
-            out.fill(0, 0, 0, 0);
             ASSERT_EQ(s.render(in, out), PF_Err_NONE);
-            const float want[4] = {0.25f, 0.0f, 0.0f, 1.0f};
-            expectPixel(out, 1, 1, want);
+            expectPixel(out, 1, 1, {0.25f, 0.0f, 0.0f, 1.0f});
             ASSERT_EQ(s.finish(), PF_Err_NONE);
         }
 }
 
-TEST(Instance, RenderAfterGlobalSetdownFailsAndLeavesTheOutput)
+// After global setdown a render fails and leaves the output; before each
+// later step the layer world of the previous render is gone. Each sequence
+// setup after a render must release what that render built (a leak shows in
+// the sanitizer build with leak detection on), and outputs larger than the
+// input need a result buffer from the instance's owner (one grown behind its
+// back would be freed and then read next frame).
+TEST(Instance, SetupAgainLargerOutputsAndRenderAfterGlobalSetdown)
 {
-    REQUIRE_PLUGIN();
-    Plugin plugin(pluginPath());
-    plugin.setEffectText(kEffect);
     for (HostMode mode : kModes) {
         SCOPED_TRACE(hostModeName(mode));
-        Session s(plugin, mode);
+        Effect fx(kEffect, mode);
+        Session& s = fx.session;
         ASSERT_EQ(s.start(), PF_Err_NONE);
-        World in = worldFor(mode, 4, 3), out = worldFor(mode, 4, 3);
+        World in = worldFor(mode, 4, 3);
         in.fill(0, 0, 0, 1);
-        {
-            // The layer world of the first render is gone before the next one.
-            World plate = worldFor(mode, 4, 3);
-            plate.fill(1, 1, 1, 1);
+        for (int side : {9, 17, 9}) {
+            SCOPED_TRACE(side);
+            World out = worldFor(mode, side, side), plate = worldFor(mode, 4, 3);
             s.setLayer(2, &plate);
+            ASSERT_EQ(s.render(in, out), PF_Err_NONE); // grown from the size before, no setup between
+            expectPixel(out, side - 1, side - 1, kHalfRed);
+            ASSERT_EQ(s.sequenceSetup(), PF_Err_NONE);
+            out.fill(0, 0, 0, 0);
             ASSERT_EQ(s.render(in, out), PF_Err_NONE);
+            expectPixel(out, side - 1, side - 1, kHalfRed);
             s.setLayer(2, nullptr);
         }
         ASSERT_EQ(s.globalSetdown(), PF_Err_NONE);
+        World out = worldFor(mode, 4, 3);
         out.fill(0.0f, 1.0f, 0.0f, 1.0f);
         const std::vector<float> before = out.toRGBA();
         EXPECT_NE(s.render(in, out), PF_Err_NONE);
@@ -112,79 +126,20 @@ TEST(Instance, RenderAfterGlobalSetdownFailsAndLeavesTheOutput)
     }
 }
 
-TEST(Instance, SecondSequenceSetupStartsAFreshInstance)
-{
-    REQUIRE_PLUGIN();
-    Plugin plugin(pluginPath());
-    plugin.setEffectText(kEffect);
-    for (HostMode mode : kModes) {
-        SCOPED_TRACE(hostModeName(mode));
-        Session s(plugin, mode);
-        ASSERT_EQ(s.start(), PF_Err_NONE);
-        World in = worldFor(mode, 4, 3), out = worldFor(mode, 4, 3), plate = worldFor(mode, 4, 3);
-        in.fill(0, 0, 0, 1);
-        plate.fill(0.4f, 0.8f, 0, 1);
-        s.setLayer(2, &plate);
-        // Each setup after a render must release what that render built (a
-        // leak shows in the sanitizer build with leak detection on).
-        for (int round = 0; round < 3; ++round) {
-            SCOPED_TRACE(round);
-            ASSERT_EQ(s.render(in, out), PF_Err_NONE);
-            ASSERT_EQ(s.sequenceSetup(), PF_Err_NONE);
-            out.fill(0, 0, 0, 0);
-            ASSERT_EQ(s.render(in, out), PF_Err_NONE);
-            const float want[4] = {0.5f, 0.0f, 0.0f, 1.0f};
-            expectPixel(out, 2, 1, want);
-        }
-        ASSERT_EQ(s.finish(), PF_Err_NONE);
-    }
-}
-
 TEST(Instance, LayerOfAnotherDepthIsLeftOut)
 {
-    REQUIRE_PLUGIN();
-    Plugin plugin(pluginPath());
-    plugin.setEffectText(kEffect);
-    struct Case {
-        int outputDepth, layerDepth;
-    };
     // A narrower layer would be read past its rows; a wider one misread.
-    const Case cases[] = {{32, 8}, {16, 8}, {32, 16}, {8, 32}, {8, 16}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(testing::Message() << "output " << c.outputDepth << " layer " << c.layerDepth);
-        Session s(plugin, HostMode::AfterEffects);
-        ASSERT_EQ(s.start(), PF_Err_NONE);
-        World in(5, 3, c.outputDepth), out(5, 3, c.outputDepth), plate(5, 3, c.layerDepth, false, 0);
+    const int cases[][2] = {{32, 8}, {16, 8}, {32, 16}, {8, 32}, {8, 16}}; // output, layer depth
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << "output " << c[0] << " layer " << c[1]);
+        Effect fx(kEffect);
+        ASSERT_EQ(fx.session.start(), PF_Err_NONE);
+        World in(5, 3, c[0]), out(5, 3, c[0]), plate(5, 3, c[1], false, 0);
         in.fill(0, 0, 0, 1);
         plate.fill(1, 1, 1, 1);
-        s.setLayer(2, &plate);
-        ASSERT_EQ(s.render(in, out), PF_Err_NONE);
-        // The layer is left out as a missing one; the frame still renders.
-        const float want[4] = {0.5f, 0.0f, 0.0f, 1.0f};
-        expectPixel(out, 2, 1, want);
-        ASSERT_EQ(s.finish(), PF_Err_NONE);
-    }
-}
-
-// An output world larger than the input layer: the pass loop needs a result
-// buffer for the output's size, which must come from the instance's owner
-// (a buffer grown behind its back would be freed and then read next frame).
-TEST(Instance, OutputLargerThanTheInputFrameAfterFrame)
-{
-    REQUIRE_PLUGIN();
-    Plugin plugin(pluginPath());
-    plugin.setEffectText(kEffect);
-    for (HostMode mode : kModes) {
-        SCOPED_TRACE(hostModeName(mode));
-        Session s(plugin, mode);
-        ASSERT_EQ(s.start(), PF_Err_NONE);
-        World in = worldFor(mode, 4, 3);
-        const float red[4] = {0.5f, 0.0f, 0.0f, 1.0f};
-        for (int side : {9, 17, 9}) {
-            World out = worldFor(mode, side, side);
-            ASSERT_EQ(s.render(in, out), PF_Err_NONE);
-            expectPixel(out, side - 1, side - 1, red);
-        }
-        ASSERT_EQ(s.finish(), PF_Err_NONE);
+        fx.session.setLayer(2, &plate);
+        ASSERT_EQ(fx.session.render(in, out), PF_Err_NONE); // left out as a missing layer
+        expectPixel(out, 2, 1, kHalfRed);
+        ASSERT_EQ(fx.session.finish(), PF_Err_NONE);
     }
 }

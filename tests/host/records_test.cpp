@@ -21,20 +21,15 @@ struct ListCase {
     uint64_t perRound;
 };
 
-const ListCase kLists[] = {
-    {"commands", [](const Records& r) { return r.commands.size(); },
-     [](const Records& r) { return r.commands.total(); }, 3},
-    {"uiUpdates", [](const Records& r) { return r.uiUpdates.size(); },
-     [](const Records& r) { return r.uiUpdates.total(); }, 2},
-    {"streamFlagSets", [](const Records& r) { return r.streamFlagSets.size(); },
-     [](const Records& r) { return r.streamFlagSets.total(); }, 2},
-    {"streamRenames", [](const Records& r) { return r.streamRenames.size(); },
-     [](const Records& r) { return r.streamRenames.total(); }, 2},
-    {"scripts", [](const Records& r) { return r.scripts.size(); },
-     [](const Records& r) { return r.scripts.total(); }, 1},
-    {"alerts", [](const Records& r) { return r.alerts.size(); },
-     [](const Records& r) { return r.alerts.total(); }, 1},
-};
+#define LIST(name, perRound)                                                                                 \
+    {                                                                                                        \
+#name, [](const Records& r) { return r.name.size(); }, [](const Records&                             \
+                                                                      r) { return r.name.total(); },         \
+                                                                                                  perRound   \
+    }
+const ListCase kLists[] = {LIST(commands, 3),      LIST(uiUpdates, 2), LIST(streamFlagSets, 2),
+                           LIST(streamRenames, 2), LIST(scripts, 1),   LIST(alerts, 1)};
+#undef LIST
 
 // `rounds` user changes (on and off) and dialogs; the effect text is an
 // alert script, which the test plug-in runs at its dialog.

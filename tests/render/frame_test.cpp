@@ -37,70 +37,47 @@ std::string effect(bool fast, const std::string& body = "")
     return std::string("[settings]\nname=Frame\nfast=") + (fast ? "1" : "0") + "\n" + body;
 }
 
-TEST(Frames, InputComesBackAtEveryDepthHostPathAndPadding)
-{
-    struct Case {
-        HostMode mode;
-        int depth;
-        bool fast;
-        int padIn, padOut;
-    };
-    std::vector<Case> cases;
-    for (bool fast : {false, true}) {
-        for (int depth : {8, 16, 32})
-            cases.push_back({HostMode::AfterEffects, depth, fast, depth == 16 ? 0 : 16, depth == 8 ? 0 : 48});
-        cases.push_back({HostMode::Premiere, 8, fast, 4, 64});
-    }
-    for (const Case& c : cases) {
-        SCOPED_TRACE(std::string(hostModeName(c.mode)) + " " + std::to_string(c.depth) +
-                     (c.fast ? " fast" : ""));
-        Effect fx(effect(c.fast), c.mode);
-        ASSERT_EQ(fx.session.start(), PF_Err_NONE);
-        const bool bgra = c.mode == HostMode::Premiere;
-        World in(7, 5, c.depth, bgra, c.padIn), out(7, 5, c.depth, bgra, c.padOut);
-        fillPattern(in);
-        ASSERT_EQ(fx.session.render(in, out), PF_Err_NONE);
-        expectSame(out.toRGBA(), in.toRGBA(), c.depth);
-        EXPECT_TRUE(out.paddingIntact());
-        EXPECT_TRUE(in.paddingIntact());
-        ASSERT_EQ(fx.session.finish(), PF_Err_NONE);
-    }
-}
-
-// A shader's colour reaches every world in its channels: clamped to the
+// The input comes back through the copy pass, with and without the fast
+// path; a shader's colour reaches every world in its channels, clamped to the
 // range of integer depths (16-bit worlds hold 0..32768), as it is in float.
-TEST(Frames, ShaderColourInEachDepthAndChannelOrder)
+// Rows are padded or not; the width is odd (pairs of pixels and a last one
+// take different routines).
+TEST(Frames, InputAndShaderColourAtEveryDepthHostPathAndPadding)
 {
-    const std::string body = "[ps0]\nvoid main() { gl_FragColor = vec4(2.0, -1.0, 0.2, 0.6); }\n";
-    struct Case {
+    const std::string shader = "[ps0]\nvoid main() { gl_FragColor = vec4(2.0, -1.0, 0.2, 0.6); }\n";
+    const std::vector<float> colour8 = {1, 0, 51 / 255.f, 153 / 255.f};
+    const struct {
         HostMode mode;
-        int depth;
-        std::vector<float> want;
+        int depth, padIn, padOut;
+        std::vector<float> colour;
+    } cases[] = {
+        {HostMode::AfterEffects, 8, 16, 0, colour8},
+        {HostMode::AfterEffects, 16, 0, 48, {1, 0, 6554 / 32768.f, 19661 / 32768.f}},
+        {HostMode::AfterEffects, 32, 16, 48, {2, -1, 0.2f, 0.6f}},
+        {HostMode::Premiere, 8, 4, 64, colour8},
     };
-    const Case cases[] = {
-        {HostMode::AfterEffects, 8, {1, 0, 51 / 255.f, 153 / 255.f}},
-        {HostMode::AfterEffects, 16, {1, 0, 6554 / 32768.f, 19661 / 32768.f}},
-        {HostMode::AfterEffects, 32, {2, -1, 0.2f, 0.6f}},
-        {HostMode::Premiere, 8, {1, 0, 51 / 255.f, 153 / 255.f}},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(std::string(hostModeName(c.mode)) + " " + std::to_string(c.depth));
-        Effect fx(effect(false, body), c.mode);
-        ASSERT_EQ(fx.session.start(), PF_Err_NONE);
-        // An odd width: pairs of pixels and a last one take different routines.
-        const bool bgra = c.mode == HostMode::Premiere;
-        World in(3, 2, c.depth, bgra), out(3, 2, c.depth, bgra);
-        ASSERT_EQ(fx.session.render(in, out), PF_Err_NONE);
-        std::vector<float> want;
-        for (int i = 0; i < 6; ++i)
-            want.insert(want.end(), c.want.begin(), c.want.end());
-        expectSame(out.toRGBA(), want, c.depth);
-        // The clamp is to the top of the range itself (red is the second
-        // channel in memory, after alpha).
-        for (int x = 0; c.depth == 16 && x < 3; ++x)
-            EXPECT_EQ(reinterpret_cast<const uint16_t*>(out.row(1))[4 * x + 1], 32768) << x;
-        ASSERT_EQ(fx.session.finish(), PF_Err_NONE);
-    }
+    for (const auto& c : cases)
+        for (const std::string& text : {effect(false), effect(true), effect(false, shader)}) {
+            const bool shaded = text.find("[ps0]") != std::string::npos;
+            SCOPED_TRACE(std::string(hostModeName(c.mode)) + " " + std::to_string(c.depth) + " " + text);
+            Effect fx(text, c.mode);
+            ASSERT_EQ(fx.session.start(), PF_Err_NONE);
+            const bool bgra = c.mode == HostMode::Premiere;
+            World in(7, 5, c.depth, bgra, c.padIn), out(7, 5, c.depth, bgra, c.padOut);
+            fillPattern(in);
+            ASSERT_EQ(fx.session.render(in, out), PF_Err_NONE);
+            std::vector<float> want = in.toRGBA();
+            for (size_t i = 0; shaded && i < want.size(); ++i)
+                want[i] = c.colour[i % 4];
+            expectSame(out.toRGBA(), want, c.depth);
+            EXPECT_TRUE(out.paddingIntact());
+            EXPECT_TRUE(in.paddingIntact());
+            // The clamp is to the top of the range itself (red is the second
+            // channel in memory, after alpha).
+            for (int x = 0; shaded && c.depth == 16 && x < 7; ++x)
+                EXPECT_EQ(reinterpret_cast<const uint16_t*>(out.row(1))[4 * x + 1], 32768) << x;
+            ASSERT_EQ(fx.session.finish(), PF_Err_NONE);
+        }
 }
 
 // Layer parameters without a layer, or with one of another size than the

@@ -1,5 +1,5 @@
-// The product's plug-in driven through the reference host, for the shell and
-// render tests: one session of a small effect text in one host mode.
+// The product's plug-in driven through the reference host, for the shell,
+// render and host tests: one session of a small effect text in one host mode.
 #pragma once
 
 #include "host/Host.h"
@@ -31,6 +31,15 @@ struct Effect {
 inline World worldFor(HostMode mode, int w, int h, int depth = 8)
 {
     return World(w, h, depth, mode == HostMode::Premiere);
+}
+
+// One pixel of a world, within one 8-bit step.
+inline void expectPixel(const World& w, int x, int y, const float (&want)[4])
+{
+    float got[4];
+    w.getPixel(x, y, got);
+    for (int k = 0; k < 4; ++k)
+        EXPECT_NEAR(got[k], want[k], 1.0f / 255.0f) << "channel " << k << " at " << x << "," << y;
 }
 
 // Every misuse of a host callback the session saw, one a line.

@@ -3,30 +3,30 @@
 // the handles they leave, and the commands an instance cannot serve yet.
 #include "PluginFixture.h"
 
-#include <cstring>
-
 using namespace plugintest;
 
 namespace {
 
 const char* const kCopy = "[settings]\nname=Copy\nversion=1\n"
                           "[par1]\nname=Gain\nparam=gain\ntype=float\ndefault=0.5\n";
+const float kRed[4] = {1.f, 0.f, 0.f, 1.f};
 
 // A frame through the instance: the input comes back (the default pass copies).
 void renderCopies(Session& s, HostMode mode)
 {
     World in = worldFor(mode, 8, 4), out = worldFor(mode, 8, 4);
-    const float red[4] = {1.f, 0.f, 0.f, 1.f};
-    in.setPixel(3, 2, red);
+    in.setPixel(3, 2, kRed);
     ASSERT_EQ(s.render(in, out), PF_Err_NONE);
-    float got[4];
-    out.getPixel(3, 2, got);
-    EXPECT_EQ(got[0], 1.f);
-    EXPECT_EQ(got[1], 0.f);
+    expectPixel(out, 3, 2, kRed);
     EXPECT_TRUE(out.paddingIntact());
 }
 
-TEST(Sequence, LifecycleInEachHostWithHostOrOwnHandles)
+// The record is a host handle of the size the effect reports for saving, or
+// the effect's own memory where the host has no handle callbacks. Reopening
+// a project closes the live instance first: it is set down (and releases its
+// GPU context) before the saved bytes come back, whether or not it was
+// flattened, and no handle piles up over many reopenings.
+TEST(Sequence, ResetupSetsTheLiveInstanceDownFirstWithHostOrOwnHandles)
 {
     for (HostMode mode : kModes)
         for (bool ownHandles : {false, true}) {
@@ -35,18 +35,22 @@ TEST(Sequence, LifecycleInEachHostWithHostOrOwnHandles)
             Session& s = fx.session;
             s.faults().nullHandleCallbacks = ownHandles;
             ASSERT_EQ(s.start(), PF_Err_NONE);
-            ASSERT_TRUE(s.hasSequenceData());
-            // The record is a host handle of the size the effect reports for
-            // saving, or the effect's own memory where the host has no callbacks.
-            const A_long flatSize = s.records().flatSize;
-            EXPECT_GT(flatSize, 0);
-            EXPECT_EQ(s.sequenceDataSize(), ownHandles ? 0u : static_cast<size_t>(flatSize));
-            EXPECT_EQ(s.liveHandles(),
-                      ownHandles ? 1 : 2); // global data (through the handle suite) and record
-            renderCopies(s, mode);
-            ASSERT_EQ(s.flatten(), PF_Err_NONE);
-            EXPECT_EQ(s.flatData().size(), ownHandles ? 0u : static_cast<size_t>(flatSize));
-            ASSERT_EQ(s.resetup(), PF_Err_NONE);
+            const size_t flatSize = static_cast<size_t>(s.records().flatSize);
+            EXPECT_GT(flatSize, 0u);
+            EXPECT_EQ(s.sequenceDataSize(), ownHandles ? 0u : flatSize);
+            const int handles = ownHandles ? 1 : 2; // global data (through the handle suite) and record
+            for (bool flattenFirst : {false, true, false, true}) {
+                renderCopies(s, mode);
+                if (flattenFirst) {
+                    ASSERT_EQ(s.flatten(), PF_Err_NONE);
+                    EXPECT_EQ(s.flatData().size(), ownHandles ? 0u : flatSize);
+                }
+                s.clearRecords();
+                ASSERT_EQ(s.resetup(), PF_Err_NONE);
+                EXPECT_EQ(commandNames(s),
+                          (std::vector<std::string>{"SEQUENCE_SETDOWN", "SEQUENCE_RESETUP"}));
+                EXPECT_EQ(s.liveHandles(), handles);
+            }
             renderCopies(s, mode);
             ASSERT_EQ(s.sequenceSetdown(), PF_Err_NONE);
             EXPECT_FALSE(s.hasSequenceData());
@@ -56,76 +60,35 @@ TEST(Sequence, LifecycleInEachHostWithHostOrOwnHandles)
         }
 }
 
-// Reopening a project closes the live instance first: it is set down (and
-// releases its GPU context) before the saved bytes come back, whether or
-// not it was flattened, and no handle piles up over many reopenings.
-TEST(Sequence, ResetupSetsTheLiveInstanceDownFirst)
-{
-    for (HostMode mode : kModes) {
-        SCOPED_TRACE(hostModeName(mode));
-        Effect fx(kCopy, mode);
-        Session& s = fx.session;
-        ASSERT_EQ(s.start(), PF_Err_NONE);
-        for (bool flattenFirst : {false, true, false, true}) {
-            renderCopies(s, mode);
-            if (flattenFirst) {
-                ASSERT_EQ(s.flatten(), PF_Err_NONE);
-            }
-            s.clearRecords();
-            ASSERT_EQ(s.resetup(), PF_Err_NONE);
-            EXPECT_EQ(commandNames(s), (std::vector<std::string>{"SEQUENCE_SETDOWN", "SEQUENCE_RESETUP"}));
-            EXPECT_EQ(s.liveHandles(), 2);
-        }
-        renderCopies(s, mode);
-        ASSERT_EQ(s.finish(), PF_Err_NONE);
-        EXPECT_EQ(s.liveHandles(), 0);
-        EXPECT_EQ(problems(s), "");
-    }
-}
-
 // Saved bytes of another size (a project from another build) become one
-// record of the right size, which renders.
-TEST(Sequence, SavedBytesOfAnotherSizeBecomeOneRecord)
-{
-    for (int extra : {-1, 1000}) {
-        SCOPED_TRACE(extra);
-        Effect fx(kCopy);
-        Session& s = fx.session;
-        ASSERT_EQ(s.start(), PF_Err_NONE);
-        const size_t recordSize = s.sequenceDataSize();
-        s.setFlatData(std::vector<uint8_t>(extra < 0 ? 16 : recordSize + extra, 0));
-        ASSERT_EQ(s.resetup(), PF_Err_NONE);
-        EXPECT_EQ(s.sequenceDataSize(), recordSize);
-        renderCopies(s, HostMode::AfterEffects);
-        ASSERT_EQ(s.finish(), PF_Err_NONE);
-        EXPECT_EQ(s.liveHandles(), 0);
-    }
-}
-
-// A project saved in one host and opened in the other renders in the
-// channel order of the host it is opened in.
-TEST(Sequence, ProjectSavedInOneHostOpensInTheOther)
+// record of the right size; a project saved in one host and opened in the
+// other renders in the channel order of the host it is opened in.
+TEST(Sequence, SavedBytesFromAnotherBuildOrHost)
 {
     const std::string text =
         std::string(kCopy) + "[ps0]\nvoid main() { gl_FragColor = vec4(0.2, 0.4, 0.6, 1.0); }\n";
-    for (HostMode saved : kModes) {
-        const HostMode opened = saved == HostMode::Premiere ? HostMode::AfterEffects : HostMode::Premiere;
-        SCOPED_TRACE(hostModeName(opened));
-        Effect first(text, saved), second(text, opened);
-        ASSERT_EQ(first.session.start(), PF_Err_NONE);
-        ASSERT_EQ(first.session.flatten(), PF_Err_NONE);
-        Session& s = second.session;
-        ASSERT_EQ(s.start(), PF_Err_NONE);
-        s.setFlatData(first.session.flatData());
-        ASSERT_EQ(s.resetup(), PF_Err_NONE);
-        World in = worldFor(opened, 3, 1), out = worldFor(opened, 3, 1);
-        ASSERT_EQ(s.render(in, out), PF_Err_NONE);
-        float got[4];
-        out.getPixel(2, 0, got);
-        EXPECT_NEAR(got[0], 0.2f, 1.f / 255);
-        EXPECT_NEAR(got[2], 0.6f, 1.f / 255);
-        ASSERT_EQ(s.finish(), PF_Err_NONE);
-    }
+    enum Source { Short, Long, OtherHost };
+    for (HostMode opened : kModes)
+        for (Source from : {Short, Long, OtherHost}) {
+            SCOPED_TRACE(testing::Message() << hostModeName(opened) << " " << from);
+            const HostMode other = opened == HostMode::Premiere ? HostMode::AfterEffects : HostMode::Premiere;
+            Effect saver(text, other), fx(text, opened);
+            ASSERT_EQ(saver.session.start(), PF_Err_NONE);
+            ASSERT_EQ(saver.session.flatten(), PF_Err_NONE);
+            Session& s = fx.session;
+            ASSERT_EQ(s.start(), PF_Err_NONE);
+            const size_t recordSize = s.sequenceDataSize();
+            s.setFlatData(from == OtherHost
+                              ? saver.session.flatData()
+                              : std::vector<uint8_t>(from == Short ? 16 : recordSize + 1000, 0));
+            ASSERT_EQ(s.resetup(), PF_Err_NONE);
+            EXPECT_EQ(s.sequenceDataSize(), recordSize);
+            World in = worldFor(opened, 3, 1), out = worldFor(opened, 3, 1);
+            ASSERT_EQ(s.render(in, out), PF_Err_NONE);
+            expectPixel(out, 2, 0, {0.2f, 0.4f, 0.6f, 1.0f});
+            ASSERT_EQ(s.finish(), PF_Err_NONE);
+            EXPECT_EQ(s.liveHandles(), 0);
+        }
 }
 
 TEST(Sequence, CommandsWithoutRecordsOrInstance)
@@ -159,6 +122,13 @@ TEST(Sequence, CommandsWithoutRecordsOrInstance)
     EXPECT_EQ(s.doDialog(), PF_Err_NONE);
     World in(4, 4, 8), out(4, 4, 8);
     EXPECT_EQ(s.render(in, out), PF_Err_INTERNAL_STRUCT_DAMAGED);
+    // Out of memory for the record is reported to the user.
+    s.faults().failNewHandle = true;
+    EXPECT_EQ(s.sequenceSetup(), PF_Err_INTERNAL_STRUCT_DAMAGED);
+    EXPECT_NE(s.records().commands.back().outFlags & PF_OutFlag_DISPLAY_ERROR_MESSAGE, 0);
+    EXPECT_NE(s.records().commands.back().returnMsg, "");
+    EXPECT_FALSE(s.hasSequenceData());
+    s.faults().failNewHandle = false;
     ASSERT_EQ(s.sequenceSetup(), PF_Err_NONE);
     // Unserved selectors on a live instance touch nothing and take no suite.
     s.clearRecords();
@@ -168,23 +138,6 @@ TEST(Sequence, CommandsWithoutRecordsOrInstance)
     }
     EXPECT_TRUE(s.records().suiteAcquires.empty());
     EXPECT_TRUE(s.records().scripts.empty());
-    ASSERT_EQ(s.finish(), PF_Err_NONE);
-    EXPECT_EQ(s.liveHandles(), 0);
-}
-
-TEST(Sequence, OutOfMemoryIsReportedToTheUser)
-{
-    Effect fx(kCopy);
-    Session& s = fx.session;
-    ASSERT_EQ(s.globalSetup(), PF_Err_NONE);
-    ASSERT_EQ(s.paramsSetup(), PF_Err_NONE);
-    s.faults().failNewHandle = true;
-    EXPECT_EQ(s.sequenceSetup(), PF_Err_INTERNAL_STRUCT_DAMAGED);
-    const glfxhost::CommandRecord& r = s.records().commands.back();
-    EXPECT_NE(r.outFlags & PF_OutFlag_DISPLAY_ERROR_MESSAGE, 0);
-    EXPECT_NE(r.returnMsg, "");
-    EXPECT_FALSE(s.hasSequenceData());
-    s.faults().failNewHandle = false;
     ASSERT_EQ(s.finish(), PF_Err_NONE);
     EXPECT_EQ(s.liveHandles(), 0);
 }

@@ -48,52 +48,30 @@ protected:
 TEST_F(CensusRules, CountsNamesUntilReleasedOrDropped)
 {
     EGLContext ctx = makeCurrentContext();
+    // Live textures, programs, shaders and framebuffers after each step.
+    auto expectLive = [](const char* what, const std::vector<int>& want) {
+        const glcensus::Counts c = glcensus::live();
+        EXPECT_EQ((std::vector<int>{c.contexts, c.textures, c.programs, c.shaders, c.framebuffers}), want)
+            << what;
+    };
     GLuint textures[3] = {}, framebuffers[2] = {};
-    GLuint program = 0, vertex = 0, fragment = 0;
-    const GLuint unknown = 987654;
-    struct Step {
-        const char* what;
-        void (*run)(GLuint* textures, GLuint* framebuffers, GLuint& program, GLuint& vertex, GLuint& fragment,
-                    GLuint unknown);
-        int textures, programs, shaders, framebuffers;
-    };
-    const Step steps[] = {
-        {"three textures", [](GLuint* t, GLuint*, GLuint&, GLuint&, GLuint&, GLuint) { glGenTextures(3, t); },
-         3, 0, 0, 0},
-        {"one deleted, with 0 and a name never made",
-         [](GLuint* t, GLuint*, GLuint&, GLuint&, GLuint&, GLuint u) {
-             const GLuint names[3] = {t[1], 0, u};
-             glDeleteTextures(3, names);
-         },
-         2, 0, 0, 0},
-        {"the same deleted again",
-         [](GLuint* t, GLuint*, GLuint&, GLuint&, GLuint&, GLuint) { glDeleteTextures(1, &t[1]); }, 2, 0, 0,
-         0},
-        {"a program and two shaders",
-         [](GLuint*, GLuint*, GLuint& p, GLuint& v, GLuint& f, GLuint) {
-             p = glCreateProgram();
-             v = glCreateShader(GL_VERTEX_SHADER);
-             f = glCreateShader(GL_FRAGMENT_SHADER);
-         },
-         2, 1, 2, 0},
-        {"one shader deleted",
-         [](GLuint*, GLuint*, GLuint&, GLuint& v, GLuint&, GLuint) { glDeleteShader(v); }, 2, 1, 1, 0},
-        {"two framebuffers",
-         [](GLuint*, GLuint* fb, GLuint&, GLuint&, GLuint&, GLuint) { glGenFramebuffers(2, fb); }, 2, 1, 1,
-         2},
-        {"both framebuffers deleted",
-         [](GLuint*, GLuint* fb, GLuint&, GLuint&, GLuint&, GLuint) { glDeleteFramebuffers(2, fb); }, 2, 1, 1,
-         0},
-    };
-    for (const Step& step : steps) {
-        step.run(textures, framebuffers, program, vertex, fragment, unknown);
-        const glcensus::Counts live = glcensus::live();
-        EXPECT_EQ(live.contexts, 1) << step.what;
-        EXPECT_EQ(live.textures, step.textures) << step.what;
-        EXPECT_EQ(live.programs, step.programs) << step.what;
-        EXPECT_EQ(live.shaders, step.shaders) << step.what;
-        EXPECT_EQ(live.framebuffers, step.framebuffers) << step.what;
-    }
+    glGenTextures(3, textures);
+    expectLive("three textures", {1, 3, 0, 0, 0});
+    const GLuint names[3] = {textures[1], 0, 987654};
+    glDeleteTextures(3, names);
+    expectLive("one deleted, with 0 and a name never made", {1, 2, 0, 0, 0});
+    glDeleteTextures(1, &textures[1]);
+    expectLive("the same deleted again", {1, 2, 0, 0, 0});
+    glCreateProgram();
+    const GLuint vertex = glCreateShader(GL_VERTEX_SHADER);
+    glCreateShader(GL_FRAGMENT_SHADER);
+    expectLive("a program and two shaders", {1, 2, 1, 2, 0});
+    glDeleteShader(vertex);
+    expectLive("one shader deleted", {1, 2, 1, 1, 0});
+    glGenFramebuffers(2, framebuffers);
+    expectLive("two framebuffers", {1, 2, 1, 1, 2});
+    glDeleteFramebuffers(2, framebuffers);
+    expectLive("both framebuffers deleted", {1, 2, 1, 1, 0});
 
     ASSERT_TRUE(eglMakeCurrent(display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT));
     ASSERT_TRUE(eglDestroyContext(display, ctx));
