@@ -4,7 +4,7 @@
 #include "cli/effect_host.h"
 #include "cli/image_io.h"
 #include "cli/param_text.h"
-#include "cli/pattern.h"
+#include "media/Pattern.h"
 
 #include <CLI/CLI.hpp>
 
@@ -217,7 +217,7 @@ void runRender(const RenderOptions& o, bool depthGiven)
     }
     const int depth = premiere ? 8 : depthGiven ? o.depth : input.depth;
     if (o.input.empty())
-        input.rgba = testPattern(input.width, input.height, depth == 32);
+        input.rgba = media::testPattern(input.width, input.height, depth == 32);
     checkOutput(frameFile(first), depth);
 
     std::vector<LayerImage> layers;

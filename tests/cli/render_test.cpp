@@ -200,8 +200,8 @@ TEST_P(Values, ShaderSeesTheValue)
 
 // Colours are stored by the host in 8 bits: 0.8 becomes 204, which the shader
 // sees as 204 / 255. Popups count from the first item as 0 in shaders. An
-// 8-bit world truncates: 0.5 is 127. Time 0.5 s at 30 frames a second is
-// 15000 host units of 30000 a second. Angles reach shaders as whole degrees,
+// 8-bit world truncates: 0.5 is 127. Time 0.5 s is 5000 host units of
+// 10000 a second, which the shader reads as 0.5 (seconds). Angles reach shaders as whole degrees,
 // rounded toward minus infinity; points as whole pixels (on a 200 x 80
 // layer, the point default (50 %, 25 %) is (100, 20) pixels).
 const char* const kU = "--size 4x2 --depth 32";
@@ -234,7 +234,7 @@ INSTANTIATE_TEST_SUITE_P(
                   1,
                   1,
                   {127.0f / 255, 204.0f / 255, 0, 1}},
-        ValueCase{"time", kTime, kP, "--time 0.5", "o.exr", 0, 0, {1.5f, 0, 0, 1}},
+        ValueCase{"time", kTime, kP, "--time 0.5", "o.exr", 0, 0, {0.5f, 0, 0, 1}},
         ValueCase{"more_defaults", kMore, kM, "", "o.exr", 7, 7, {0, 10.0f / 360, 1.0f, 0.2f}},
         ValueCase{"checkbox_on", kMore, kM, "--set on=true", "o.exr", 7, 7, {1, 10.0f / 360, 1.0f, 0.2f}},
         ValueCase{"checkbox_off_again",
@@ -319,8 +319,9 @@ TEST(Render, FrameRangeWritesOneFilePerFrameAtItsTime)
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(s.files(), (std::vector<std::string>{"f.003.exr", "f.004.exr", "f.005.exr", "fx.glfx"}));
     for (int f = 3; f <= 5; ++f) {
-        // Frame f is at f / 25 s: f x 1000 host units at 25000 a second.
-        const float want = static_cast<float>(f * 1000) * 0.0001f;
+        // Frame f is at f / 25 s: f x 400 host units at 10000 a second,
+        // which the shader reads as seconds.
+        const float want = static_cast<float>(f * 400) * 0.0001f;
         EXPECT_NEAR(readPixels(s.path("f.00" + std::to_string(f) + ".exr")).at(1, 1, 0), want, 1e-6f) << f;
     }
 }
