@@ -31,9 +31,10 @@ struct SourceInfo {
     int64_t frames = -1;       // frame count when known
     int timeBaseNum = 1;       // the stream's time base, for timestamps carried to the output
     int timeBaseDen = 1;
-    ColorTags color;     // video only; the values the frames were converted with
-    bool yuv = false;    // video stored as Y'CbCr
-    int log2ChromaW = 0; // its chroma subsampling
+    double startSeconds = 0.0; // the video stream's first timestamp in the file (frames count from it)
+    ColorTags color;           // video only; the values the frames were converted with
+    bool yuv = false;          // video stored as Y'CbCr
+    int log2ChromaW = 0;       // its chroma subsampling
     int log2ChromaH = 0;
     bool alpha = false; // the source has an alpha channel
     std::string path;

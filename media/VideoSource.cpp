@@ -141,6 +141,7 @@ VideoSource::VideoSource(const std::string& path) : path_(path)
     info_.timeBaseNum = st->time_base.num;
     info_.timeBaseDen = st->time_base.den;
     startPts_ = st->start_time != AV_NOPTS_VALUE ? st->start_time : 0;
+    info_.startSeconds = double(startPts_) * av_q2d(st->time_base);
     if (st->nb_frames > 0)
         info_.frames = st->nb_frames;
     else if (st->duration > 0 && info_.fps > 0)

@@ -86,11 +86,21 @@ Filter downFilter(int full, int log2, Siting siting)
         if (factor == 1) {
             add(at, 1.0f);
         } else if (factor == 2 && siting == Siting::CoSited) {
-            // A half-band triangle centred on the co-sited sample: exact for
-            // the bilinear reconstruction of straight ramps.
+            // The analysis low-pass that linear interpolation inverts: it
+            // removes the half-band and gives back exactly the chroma a
+            // decoder's interpolation started from, so a frame that comes
+            // through unchanged keeps its chroma.
+            add(at - 2, -0.125f);
             add(at - 1, 0.25f);
-            add(at, 0.5f);
+            add(at, 0.75f);
             add(at + 1, 0.25f);
+            add(at + 2, -0.125f);
+        } else if (factor == 2) {
+            // The same for centred chroma (interpolated at quarter steps).
+            add(at - 1, -0.25f);
+            add(at, 0.75f);
+            add(at + 1, 0.75f);
+            add(at + 2, -0.25f);
         } else {
             for (int i = 0; i < factor; ++i)
                 add(at + i, 1.0f / factor);

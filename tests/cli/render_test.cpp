@@ -379,9 +379,12 @@ TEST_P(RenderErrors, FailWithOneLineAndNoOutput)
     const Result r = glfx("render " + effect + " " + args);
     EXPECT_NE(r.status, 0);
     EXPECT_NE(r.err.find(c.message), std::string::npos) << r.err;
-    // The last line is the one error line, from glfx.
-    const std::string err = r.err.substr(0, r.err.find_last_not_of('\n') + 1);
-    EXPECT_EQ(err.substr(err.rfind('\n') + 1).rfind("glfx: ", 0), 0u) << r.err;
+    // The first line is the one error line, from glfx; details (a GLSL
+    // log) are indented under it.
+    EXPECT_EQ(r.err.rfind("glfx: ", 0), 0u) << r.err;
+    for (size_t nl = r.err.find('\n'); nl != std::string::npos && nl + 1 < r.err.size();
+         nl = r.err.find('\n', nl + 1))
+        EXPECT_EQ(r.err[nl + 1], ' ') << r.err;
     EXPECT_EQ(s.files(), before) << "a file was left behind";
 }
 
