@@ -15,6 +15,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <iostream>
 #include <memory>
@@ -67,7 +68,9 @@ void prepareSession(glfxhost::Session& session, const cglfx& fx, int width, int 
 // the host would print goes under the one failure line instead.
 void checkShaderBuild(glfxhost::Session& session)
 {
-    const size_t before = session.records().alerts.size();
+    // The alert list keeps only its latest entries: new alerts are told by
+    // the running total, and they are the list's last entries.
+    const uint64_t before = session.records().alerts.total();
     std::ostringstream held;
     std::streambuf* const terminal = std::cerr.rdbuf(held.rdbuf());
     const PF_Err err = session.doDialog();
@@ -75,9 +78,10 @@ void checkShaderBuild(glfxhost::Session& session)
     if (err != PF_Err_NONE)
         throw CommandError(commandFailure(session, "rebuilding the effect's shaders", err));
     const auto& alerts = session.records().alerts;
-    if (alerts.size() > before) {
+    if (alerts.total() > before && !alerts.empty()) {
+        const size_t fresh = size_t(std::min<uint64_t>(alerts.total() - before, alerts.size()));
         std::string log;
-        for (size_t i = before; i < alerts.size(); ++i)
+        for (size_t i = alerts.size() - fresh; i < alerts.size(); ++i)
             log += alerts[i] + "\n";
         throw CommandError("shader build failed" + failedPass(log), log);
     }

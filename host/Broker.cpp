@@ -52,6 +52,8 @@ A_char* ansiStrcpy(A_char* dest, const A_char* src) { return std::strcpy(dest, s
 #define GLFX_MATH1(f) [](A_FpLong x) -> A_FpLong { return std::f(x); }
 #define GLFX_MATH2(f) [](A_FpLong x, A_FpLong y) -> A_FpLong { return std::f(x, y); }
 
+// The suite tables: filled once at start-up, the same for every session, never
+// changed (what a session's faults change is decided per call).
 PF_ANSICallbacksSuite1 gAnsiSuite = {
     GLFX_MATH1(atan),  GLFX_MATH2(atan2), GLFX_MATH1(ceil), GLFX_MATH1(cos),   GLFX_MATH1(exp),
     GLFX_MATH1(fabs),  GLFX_MATH1(floor), GLFX_MATH2(fmod), GLFX_MATH2(hypot), GLFX_MATH1(log),

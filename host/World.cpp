@@ -17,6 +17,8 @@ std::mutex& worldMutex()
     static std::mutex m;
     return m;
 }
+// Worlds alive now: each World adds itself when it gets storage and removes
+// itself when it lets go of it (moved from or destroyed).
 std::set<const World*>& worlds()
 {
     static std::set<const World*> s;

@@ -1,5 +1,5 @@
-// Helpers for tests that run the built glfx command: running it with
-// captured output, scratch folders, and images written and read back.
+// Running the built glfx command in tests: captured output, scratch folders,
+// and images written and read back with OpenImageIO.
 #pragma once
 
 #include <string>
@@ -9,8 +9,7 @@ namespace clitest {
 
 struct Result {
     int status = -1; // exit status, -1 when it did not exit normally
-    std::string out; // standard output
-    std::string err; // standard error
+    std::string out, err;
 };
 
 // Runs "glfx ARGS" (the executable in the build folder) through the shell.
@@ -38,8 +37,8 @@ private:
 // Single-quotes a word for the shell.
 std::string q(const std::string& s);
 
-// An image read back with OpenImageIO: packed float channels as stored and
-// the pixel type name ("uint8", "uint16", "half", "float").
+// An image as stored: packed float channels and the pixel type name
+// ("uint8", "uint16", "half", "float").
 struct Pixels {
     int width = 0, height = 0, channels = 0;
     std::string type;
@@ -47,8 +46,6 @@ struct Pixels {
     float at(int x, int y, int c) const { return v[(static_cast<size_t>(y) * width + x) * channels + c]; }
 };
 Pixels readPixels(const std::string& path);
-
-// Writes packed RGBA floats as an image of the given OpenImageIO type name.
 void writePixels(const std::string& path, int width, int height, const std::vector<float>& rgba,
                  const std::string& type);
 

@@ -1,8 +1,8 @@
 // The offscreen context: capability check, setup and setdown, the caller's
 // EGL state surviving every call, and no GL names left behind.
 #include <algorithm>
+#include <memory>
 
-#include "gl/Defines.h"
 #include "gl/GlobalGLContext.h"
 #include "gl_test_util.h"
 
@@ -37,21 +37,17 @@ int liveObjects(GlobalGLContext& gl)
 
 // A context of the test's own, current (with a small pbuffer where the
 // display offers one) for the lifetime of the object; stands for the host's.
-class CallerContext {
-public:
+struct CallerContext {
     CallerContext()
     {
-        display = glfxSharedDisplay();
-        if (display == EGL_NO_DISPLAY)
-            return;
         eglBindAPI(EGL_OPENGL_API);
-        const EGLint want[] = {EGL_RENDERABLE_TYPE, EGL_OPENGL_BIT, EGL_SURFACE_TYPE, EGL_PBUFFER_BIT,
-                               EGL_NONE};
+        const EGLint pbuffer[] = {EGL_RENDERABLE_TYPE, EGL_OPENGL_BIT, EGL_SURFACE_TYPE, EGL_PBUFFER_BIT,
+                                  EGL_NONE};
         const EGLint any[] = {EGL_RENDERABLE_TYPE, EGL_OPENGL_BIT, EGL_SURFACE_TYPE, 0, EGL_NONE};
         const EGLint size[] = {EGL_WIDTH, 8, EGL_HEIGHT, 8, EGL_NONE};
         EGLConfig config = nullptr;
         EGLint found = 0;
-        if (eglChooseConfig(display, want, &config, 1, &found) && found > 0)
+        if (eglChooseConfig(display, pbuffer, &config, 1, &found) && found > 0)
             surface = eglCreatePbufferSurface(display, config, size);
         else
             eglChooseConfig(display, any, &config, 1, &found);
@@ -60,139 +56,96 @@ public:
     }
     ~CallerContext()
     {
-        if (display == EGL_NO_DISPLAY)
-            return;
         eglMakeCurrent(display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
-        if (surface != EGL_NO_SURFACE)
-            eglDestroySurface(display, surface);
-        if (context != EGL_NO_CONTEXT)
-            eglDestroyContext(display, context);
+        eglDestroySurface(display, surface);
+        eglDestroyContext(display, context);
     }
-    CallerContext(const CallerContext&) = delete;
-    CallerContext& operator=(const CallerContext&) = delete;
-
-    bool ready() const { return context != EGL_NO_CONTEXT; }
-    // True when this context is current with its surfaces, under the GL API.
+    // This context current with its surfaces, under the GL API.
     bool isCurrent() const
     {
-        return eglQueryAPI() == EGL_OPENGL_API && eglGetCurrentContext() == context &&
-               eglGetCurrentDisplay() == display && eglGetCurrentSurface(EGL_DRAW) == surface &&
-               eglGetCurrentSurface(EGL_READ) == surface;
+        return context != EGL_NO_CONTEXT && eglQueryAPI() == EGL_OPENGL_API &&
+               eglGetCurrentContext() == context && eglGetCurrentDisplay() == display &&
+               eglGetCurrentSurface(EGL_DRAW) == surface && eglGetCurrentSurface(EGL_READ) == surface;
     }
-
-    EGLDisplay display = EGL_NO_DISPLAY;
+    EGLDisplay display = glfxSharedDisplay();
     EGLContext context = EGL_NO_CONTEXT;
     EGLSurface surface = EGL_NO_SURFACE;
 };
+
+// An instance through setup, a build and a render, an empty frame, a failed
+// build and a refused render, uninit and release; same(what) after each.
+template <class F>
+void everyCall(F same)
+{
+    auto inst = std::make_unique<Instance>(makeEffect({copyShader()}));
+    same("setup");
+    GlobalGLContext& gl = inst->ctx().gl;
+    ASSERT_TRUE(gl.HaveOpenGL()) << "no usable EGL display with desktop OpenGL";
+    withContext(gl, [&] {
+        EXPECT_TRUE(gl.HaveRequiredExtensions());
+        glBindFramebuffer(GL_FRAMEBUFFER, gl.GetFrameBuffer());
+        EXPECT_TRUE(glIsFramebuffer(gl.GetFrameBuffer()));
+        glBindFramebuffer(GL_FRAMEBUFFER, 0);
+    });
+    same("a switch and back");
+    std::vector<float> px(4 * 4, 0.5f);
+    inst->setLayer(0, px, 2, 2);
+    const struct {
+        const char* what;
+        const char* preamble; // null: no build
+        int size;
+        bool rendered;
+    } steps[] = {{"a build and a render", "", 2, true},
+                 {"an empty frame", nullptr, 0, false},
+                 {"a failed build and a refused render", "#error broken\n", 2, false}};
+    for (const auto& s : steps) {
+        if (s.preamble)
+            inst->ctx().InitGL(s.preamble, false);
+        inst->setOutput(s.size, s.size);
+        EXPECT_EQ(inst->render(), s.rendered) << s.what;
+        same(s.what);
+    }
+    inst->ctx().UninitGL(true);
+    same("uninit");
+    const EGLContext old = gl.context;
+    inst.reset();
+    same("release");
+    EGLint id = 0;
+    EXPECT_FALSE(eglQueryContext(glfxSharedDisplay(), old, EGL_CONFIG_ID, &id)) << "context still alive";
+}
 
 } // namespace
 
 TEST(Capabilities, VersionExtensionsAndTextureUnits)
 {
-    struct Case {
-        const char* what;
-        const char* version;
-        std::string extensions;
-        int units;
-        bool ok;
-    };
-    const Case cases[] = {
-        {"2.0 passes", "2.0", extensions(), 2, true},
-        {"vendor text after the number", "4.5 (Compatibility Profile) Mesa 22.3.6", extensions(), 8, true},
-        {"1.9 fails with every extension", "1.9", extensions(), 8, false},
-        {"1.5 fails", "1.5.0 Vendor", extensions(), 8, false},
-        {"no number", "OpenGL", extensions(), 8, false},
-        {"one texture unit", "2.1", extensions(), 1, false},
-        {"missing first extension", "3.0", extensions("GL_ARB_color_buffer_float"), 8, false},
-        {"missing last extension", "3.0", extensions("GL_ARB_framebuffer_object"), 8, false},
-        {"missing middle extension", "3.0", extensions("GL_ARB_texture_cube_map"), 8, false},
-        // A longer name that starts with a required one is not that one.
-        {"prefix only", "3.0", extensions("GL_ARB_framebuffer_object", "GL_ARB_framebuffer_object_sRGB"), 8,
-         false},
-        {"empty list", "3.0", "", 8, false},
-    };
-    for (const Case& c : cases)
-        EXPECT_EQ(glCapabilitiesOk(c.version, c.extensions.c_str(), c.units), c.ok) << c.what;
-    EXPECT_FALSE(glCapabilitiesOk(nullptr, extensions().c_str(), 8));
+    for (const char* version : {"2.0", "4.5 (Compatibility Profile) Mesa 22.3.6"})
+        EXPECT_TRUE(glCapabilitiesOk(version, extensions().c_str(), 2)) << version;
+    for (const char* version : {"1.9", "1.5.0 Vendor", "OpenGL", static_cast<const char*>(nullptr)})
+        EXPECT_FALSE(glCapabilitiesOk(version, extensions().c_str(), 8)) << (version ? version : "null");
+    EXPECT_FALSE(glCapabilitiesOk("2.1", extensions().c_str(), 1)); // one texture unit
     EXPECT_FALSE(glCapabilitiesOk("3.0", nullptr, 8));
+    // Missing first, last or middle; a longer name that starts with a
+    // required one is not that one.
+    for (const std::string& list :
+         {extensions("GL_ARB_color_buffer_float"), extensions("GL_ARB_framebuffer_object"),
+          extensions("GL_ARB_texture_cube_map"),
+          extensions("GL_ARB_framebuffer_object", "GL_ARB_framebuffer_object_sRGB"), std::string()})
+        EXPECT_FALSE(glCapabilitiesOk("3.0", list.c_str(), 8)) << list;
 }
 
-TEST(GlobalContext, SetupOnTheDriverAndSetdown)
+TEST(GlobalContext, CallersStateSurvivesEveryCall)
 {
-    // The caller works with OpenGL ES bound and nothing current: every call
-    // must leave that bound API, and nothing current, behind it.
+    // With nothing current and OpenGL ES bound, and with a context of its own.
     ASSERT_TRUE(eglBindAPI(EGL_OPENGL_ES_API));
-    auto callerState = [] {
-        return eglQueryAPI() == EGL_OPENGL_ES_API && eglGetCurrentContext() == EGL_NO_CONTEXT;
-    };
-    GlobalGLContext gl;
-    gl.GlobalSetdown_GL(); // empty: nothing to do
-    EXPECT_FALSE(gl.HaveOpenGL());
-    // Set up and set down repeatedly: each context is usable and is
-    // destroyed at setdown.
-    for (int round = 0; round < 3; ++round) {
-        gl.GlobalSetup_GL();
-        ASSERT_TRUE(gl.HaveOpenGL()) << "no usable EGL display with desktop OpenGL";
-        EXPECT_NE(gl.GetFrameBuffer(), 0u);
-        EXPECT_TRUE(callerState()) << "after setup";
-        withContext(gl, [&] {
-            EXPECT_EQ(eglGetCurrentContext(), gl.context);
-            EXPECT_TRUE(gl.HaveRequiredExtensions());
-            // A generated framebuffer name becomes an object when first bound.
-            glBindFramebuffer(GL_FRAMEBUFFER, gl.framebuffer);
-            EXPECT_TRUE(glIsFramebuffer(gl.framebuffer));
-            glBindFramebuffer(GL_FRAMEBUFFER, 0);
-        });
-        EXPECT_TRUE(callerState()) << "after a switch and back";
-        const EGLContext old = gl.context;
-        gl.GlobalSetdown_GL();
-        EXPECT_FALSE(gl.HaveOpenGL());
-        EXPECT_TRUE(callerState()) << "after setdown";
-        EGLint id = 0;
-        EXPECT_FALSE(eglQueryContext(glfxSharedDisplay(), old, EGL_CONFIG_ID, &id)) << "context still alive";
-    }
-    gl.GlobalSetdown_GL(); // twice is harmless
-    eglBindAPI(EGL_OPENGL_API);
-}
-
-TEST(GlobalContext, CallerContextIsCurrentAfterEveryCall)
-{
+    everyCall([](const char* what) {
+        EXPECT_TRUE(eglQueryAPI() == EGL_OPENGL_ES_API && eglGetCurrentContext() == EGL_NO_CONTEXT) << what;
+    });
     CallerContext caller;
-    ASSERT_TRUE(caller.ready());
     ASSERT_TRUE(caller.isCurrent());
-
-    Instance inst(makeEffect({copyShader()}));
-    EXPECT_TRUE(caller.isCurrent()) << "after setup";
-    ASSERT_TRUE(inst.ctx().gl.HaveOpenGL());
-    EXPECT_TRUE(inst.build(getDefines(&inst.d)));
-    EXPECT_TRUE(caller.isCurrent()) << "after a build";
-
-    std::vector<float> px(4 * 4, 0.5f);
-    inst.setLayer(0, px, 2, 2);
-    inst.setOutput(2, 2);
-    EXPECT_TRUE(inst.render());
-    EXPECT_TRUE(caller.isCurrent()) << "after a render";
-    inst.setOutput(0, 0);
-    EXPECT_FALSE(inst.render());
-    EXPECT_TRUE(caller.isCurrent()) << "after an empty frame";
-
-    inst.ctx().description = nullptr;
-    inst.ctx().InitGL("", false);
-    EXPECT_FALSE(inst.ctx().ok);
-    EXPECT_TRUE(caller.isCurrent()) << "after a build without description";
-    inst.ctx().description = &glfxDescription();
-
-    inst.ctx().InitGL("#error broken\n", false);
-    EXPECT_FALSE(inst.ctx().ok);
-    EXPECT_TRUE(caller.isCurrent()) << "after a failed build";
-    inst.setOutput(2, 2);
-    EXPECT_FALSE(inst.render());
-    EXPECT_TRUE(caller.isCurrent()) << "after a refused render";
-
-    inst.ctx().UninitGL(true);
-    EXPECT_TRUE(caller.isCurrent()) << "after uninit";
-    inst.ctx().gl.GlobalSetdown_GL();
-    EXPECT_TRUE(caller.isCurrent()) << "after setdown";
+    everyCall([&](const char* what) { EXPECT_TRUE(caller.isCurrent()) << "after " << what; });
+    GlobalGLContext gl;
+    gl.GlobalSetdown_GL(); // nothing to do
+    EXPECT_TRUE(caller.isCurrent());
 }
 
 TEST(GlobalContext, RebuildsAndUninitLeaveNoNames)
@@ -202,19 +155,14 @@ TEST(GlobalContext, RebuildsAndUninitLeaveNoNames)
     Instance inst(fx);
     AE_GL_Context& c = inst.ctx();
     std::vector<float> px(4 * 4, 0.25f);
-    inst.setLayer(0, px, 2, 2);
-    inst.setOutput(2, 2);
-    ASSERT_TRUE(inst.build());
-    ASSERT_TRUE(inst.render()); // binding makes the names texture objects
-    // Two programs, input texture 0 and the two pass textures; names only
-    // generated become objects when first bound.
-    const int one = liveObjects(c.gl);
-    ASSERT_EQ(one, 5);
+    // Two programs, input texture 0 and two pass textures (generated names
+    // become objects when first bound).
+    ASSERT_TRUE(inst.frame(px, 2, 2));
+    ASSERT_EQ(liveObjects(c.gl), 5);
     ASSERT_LT(std::max(c.programs[1], c.inputTextures[31]), 1000u) << "names beyond the range counted";
-
     // A build without a description stops before its programs and keeps the
-    // textures of the build before it; the next build, or an uninit, must
-    // still release them.
+    // textures of the build before; the next build, or an uninit, still
+    // releases them.
     auto stoppedBuild = [&] {
         c.description = nullptr;
         c.InitGL("", false);
@@ -226,20 +174,15 @@ TEST(GlobalContext, RebuildsAndUninitLeaveNoNames)
             stoppedBuild();
         ASSERT_TRUE(inst.build());
         ASSERT_TRUE(inst.render());
-        EXPECT_EQ(liveObjects(c.gl), one) << "after rebuild " << round;
+        EXPECT_EQ(liveObjects(c.gl), 5) << "after rebuild " << round;
     }
-    // A rebuild that keeps the textures keeps exactly the same names.
-    const GLuint keptInput = c.inputTextures[0], keptPass = c.passTextures[1];
+    const GLuint keptInput = c.inputTextures[0]; // a rebuild keeping the textures keeps their names
     c.InitGL("", false);
     ASSERT_TRUE(c.ok) << c.log;
     EXPECT_EQ(c.inputTextures[0], keptInput);
-    EXPECT_EQ(c.passTextures[1], keptPass);
-    EXPECT_EQ(c.width, 2);
-    EXPECT_EQ(liveObjects(c.gl), one);
-
+    EXPECT_EQ(liveObjects(c.gl), 5);
     stoppedBuild();
     c.UninitGL(true);
     EXPECT_EQ(liveObjects(c.gl), 0) << "after uninit";
     EXPECT_EQ(c.inputTextures[5], AE_GL_Context::kNoTexture);
-    EXPECT_EQ(c.width, 0);
 }

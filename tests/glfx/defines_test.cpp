@@ -1,22 +1,13 @@
-// Definitions that parameter values contribute to the shader preamble. The
-// preamble text itself (fixed entries, key order, line ends) is checked where
-// it is built, in the GL tests.
+// Definitions that parameter values contribute to the shader preamble, and
+// the preamble text built from them.
 #include "glfx/defines.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <memory>
 #include <string>
 
 namespace {
-
-std::unique_ptr<cglfx> parsed(std::string text)
-{
-    auto fx = std::make_unique<cglfx>();
-    fx->parse(text);
-    return fx;
-}
 
 const char* kDescription = "[par0]\nparam=zero\ntype=check\nflags=1\n" // the input's slot: never defined
                            "[par1]\nparam=grain\ntype=check\nflags=1\n"
@@ -28,47 +19,33 @@ const char* kDescription = "[par0]\nparam=zero\ntype=check\nflags=1\n" // the in
                            "[par7]\nparam=beyond\ntype=check\nflags=1\n"          // past the count: nothing
                            "[settings]\nparams=7\n";
 
-TEST(Defines, ParameterDefinitions)
+TEST(Defines, ParameterDefinitionsAndTheirText)
 {
-    auto fx = parsed(kDescription);
-    ASSERT_EQ(fx->settings.params, 7);
-    float values[8][4] = {};
-    values[0][0] = 1.f;
-    values[1][0] = 0.7f; // truncated to 0
-    values[2][0] = 2.0f; // item "c"
-    values[3][0] = 1.9f; // 1
-    values[4][0] = 5.f;
-    values[5][0] = 1.f;
-    values[7][0] = 1.f;
-    std::map<std::string, std::string> defines;
-    updateParamDefines(*fx, values, defines);
+    cglfx fx;
+    std::string text = kDescription;
+    fx.parse(text);
+    float values[8][4] = {{1.f}, {0.7f}, {2.f}, {1.9f}, {5.f}, {1.f}, {0.f}, {1.f}};
+    std::map<std::string, std::string> defines = {{"#define _grain", "9"}, {"#define KEEP", "x"}};
+    updateParamDefines(fx, values, defines);
     const std::map<std::string, std::string> expected = {
-        {"#define _grain", "0"}, {"#define _mode", "c"}, {"#define _count", "1"}};
-    EXPECT_EQ(defines, expected);
+        {"#define KEEP", "x"}, {"#define _count", "1"}, {"#define _grain", "0"}, {"#define _mode", "c"}};
+    EXPECT_EQ(defines, expected); // values truncated toward zero; other entries kept
+    EXPECT_EQ(definesText(defines),
+              "#define KEEP x\r\n#define _count 1\r\n#define _grain 0\r\n#define _mode c\r\n");
+    EXPECT_EQ(definesText({}), "");
 
-    values[1][0] = 1.0f;
-    updateParamDefines(*fx, values, defines);
-    EXPECT_EQ(defines["#define _grain"], "1");
-}
-
-TEST(Defines, PopupItemAndIntegerValuesAreClamped)
-{
-    auto fx = parsed(kDescription);
-    float values[8][4] = {};
-    std::map<std::string, std::string> defines;
+    // The popup item is clamped to the list; integers are truncated and clamped.
     for (const auto& [value, item] :
          {std::pair<float, const char*>{-3.f, "a"}, {9.f, "c"}, {1.99f, "b"}, {NAN, "a"}, {1e20f, "c"}}) {
         values[2][0] = value;
-        updateParamDefines(*fx, values, defines);
+        updateParamDefines(fx, values, defines);
         EXPECT_EQ(defines["#define _mode"], item) << value;
     }
-    EXPECT_EQ(popupItemClamped(fx->par[6], 0), "");
-
-    EXPECT_EQ(valueToInt(2.9f), 2);
-    EXPECT_EQ(valueToInt(-2.9f), -2);
-    EXPECT_EQ(valueToInt(NAN), 0);
-    EXPECT_EQ(valueToInt(3e9f), 2147483647);
-    EXPECT_EQ(valueToInt(-3e9f), -2147483647 - 1);
+    EXPECT_EQ(popupItemClamped(fx.par[6], 0), "");
+    const std::pair<float, int> ints[] = {
+        {2.9f, 2}, {-2.9f, -2}, {NAN, 0}, {3e9f, 2147483647}, {-3e9f, -2147483647 - 1}};
+    for (const auto& [value, integer] : ints)
+        EXPECT_EQ(valueToInt(value), integer) << value;
 }
 
 } // namespace

@@ -102,6 +102,32 @@ TEST(Sequence, SavedBytesOfAnotherSizeBecomeOneRecord)
     }
 }
 
+// A project saved in one host and opened in the other renders in the
+// channel order of the host it is opened in.
+TEST(Sequence, ProjectSavedInOneHostOpensInTheOther)
+{
+    const std::string text =
+        std::string(kCopy) + "[ps0]\nvoid main() { gl_FragColor = vec4(0.2, 0.4, 0.6, 1.0); }\n";
+    for (HostMode saved : kModes) {
+        const HostMode opened = saved == HostMode::Premiere ? HostMode::AfterEffects : HostMode::Premiere;
+        SCOPED_TRACE(hostModeName(opened));
+        Effect first(text, saved), second(text, opened);
+        ASSERT_EQ(first.session.start(), PF_Err_NONE);
+        ASSERT_EQ(first.session.flatten(), PF_Err_NONE);
+        Session& s = second.session;
+        ASSERT_EQ(s.start(), PF_Err_NONE);
+        s.setFlatData(first.session.flatData());
+        ASSERT_EQ(s.resetup(), PF_Err_NONE);
+        World in = worldFor(opened, 3, 1), out = worldFor(opened, 3, 1);
+        ASSERT_EQ(s.render(in, out), PF_Err_NONE);
+        float got[4];
+        out.getPixel(2, 0, got);
+        EXPECT_NEAR(got[0], 0.2f, 1.f / 255);
+        EXPECT_NEAR(got[2], 0.6f, 1.f / 255);
+        ASSERT_EQ(s.finish(), PF_Err_NONE);
+    }
+}
+
 TEST(Sequence, CommandsWithoutRecordsOrInstance)
 {
     Effect fx(kCopy);
