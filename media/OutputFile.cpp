@@ -18,6 +18,7 @@ namespace {
 // Temporaries open now, for cleanupOutputs(): fixed storage, claimed and
 // released with atomics so that a signal handler can read it at any time.
 constexpr int kSlots = 32;
+constexpr int kMaxLinkHops = 40;
 constexpr int kSlotPath = PATH_MAX;
 char slotPaths[kSlots][kSlotPath];
 std::atomic<bool> slotUsed[kSlots];
@@ -74,12 +75,15 @@ OutputFile::OutputFile(const std::string& path) : path_(path)
     // A symlink's target is written, never the link itself.
     target_ = path;
     struct stat st {};
-    if (lstat(path.c_str(), &st) == 0 && S_ISLNK(st.st_mode)) {
-        char* real = realpath(path.c_str(), nullptr);
-        if (!real)
-            fail("cannot follow the link", errno);
-        target_ = real;
-        std::free(real);
+    // Links are followed one by one, so that a link to a file not yet made
+    // names the file to make.
+    for (int hops = 0; lstat(target_.c_str(), &st) == 0 && S_ISLNK(st.st_mode); ++hops) {
+        char link[PATH_MAX];
+        const ssize_t n = readlink(target_.c_str(), link, sizeof link - 1);
+        if (n < 0 || hops > kMaxLinkHops)
+            fail("cannot follow the link", n < 0 ? errno : ELOOP);
+        link[n] = '\0';
+        target_ = link[0] == '/' ? std::string(link) : directoryOf(target_) + "/" + link;
     }
     if (stat(target_.c_str(), &st) == 0 && !S_ISREG(st.st_mode)) {
         if (S_ISDIR(st.st_mode))

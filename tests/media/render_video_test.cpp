@@ -281,7 +281,10 @@ INSTANTIATE_TEST_SUITE_P(
         FailCase{"shader_build_failure",
                  "printf '[settings]\\nname=Bad\\n[ps0]\\nvoid main() { gl_FragColor = nope; }\\n' > fx.glfx",
                  "--size 8x8 -o o.png", "shader build failed"},
-        FailCase{"disk_full_device", "ln -s /dev/full o.png", "--size 8x8 -o o.png", "o.png"}),
+        FailCase{"disk_full_device_png", "ln -s /dev/full o.png", "--size 8x8 -o o.png", "o.png"},
+        FailCase{"disk_full_device_jpeg", "ln -s /dev/full o.jpg", "--size 8x8 -o o.jpg", "o.jpg"},
+        FailCase{"disk_full_device_video", "ln -s /dev/full o.mkv", "--size 8x8 --frames 0-3 -o o.mkv",
+                 "o.mkv"}),
     [](const testing::TestParamInfo<FailCase>& i) { return std::string(i.param.name); });
 
 TEST(VideoRender, OddSizesWithHalvedChromaRender)
@@ -338,6 +341,65 @@ TEST(VideoRender, StandardOutputAndFifosAreWrittenInPlace)
             "'; sleep 1; test -p '" + fifo + "' && echo still-a-fifo");
     EXPECT_EQ(viaFifo.status, 0) << viaFifo.err;
     EXPECT_NE(viaFifo.out.find("still-a-fifo"), std::string::npos) << viaFifo.out;
+}
+
+// A symlink's target gets the image; the link stays a link.
+TEST(Outputs, SymlinkTargetIsWrittenThrough)
+{
+    NEED_PLUGIN();
+    Scratch s;
+    ASSERT_EQ(symlink("target.png", s.path("link.png").c_str()), 0);
+    const Outcome r = render(s, "--size 8x4 -o '" + s.path("link.png") + "'");
+    ASSERT_EQ(r.status, 0) << r.err;
+    struct stat st {};
+    ASSERT_EQ(lstat(s.path("link.png").c_str(), &st), 0);
+    EXPECT_TRUE(S_ISLNK(st.st_mode));
+    EXPECT_EQ(probe(s.path("target.png"), "v", "width"), "8");
+    EXPECT_EQ(filesIn(s.path("")), (std::vector<std::string>{"fx.glfx", "link.png", "target.png"}));
+}
+
+// Straight alpha from file to world and back at every depth: red 16 under
+// alpha 252 stays 16, a colour under alpha 0 is kept.
+TEST(Outputs, StraightAlphaComesBackUnchangedAtEveryDepth)
+{
+    NEED_PLUGIN();
+    Scratch s;
+    const std::string in = s.path("in.png");
+    ASSERT_EQ(
+        run("printf '\\020\\040\\060\\374\\310\\144\\062\\000\\001\\002\\003\\004\\377\\376\\375\\200' | "
+            "ffmpeg -v error -f rawvideo -pix_fmt rgba -s 2x2 -i - -frames:v 1 '" +
+            in + "'")
+            .status,
+        0);
+    const std::string want = rawFrames(in, "rgba");
+    ASSERT_EQ(want.size(), 16u);
+    ASSERT_EQ(uint8_t(want[0]), 16);
+    ASSERT_EQ(uint8_t(want[3]), 252);
+    for (const char* depth : {"8", "16", "32"}) {
+        const std::string out = s.path(std::string("out") + depth + (depth[0] == '3' ? ".exr" : ".png"));
+        const Outcome r = render(s, "'" + in + "' --depth " + depth + " -o '" + out + "'");
+        ASSERT_EQ(r.status, 0) << r.err;
+        if (depth[0] == '3') {
+            // Float: every value is the file's / 255 exactly as a float.
+            const std::string f = rawFrames(out, "gbrapf32le");
+            ASSERT_EQ(f.size(), 64u);
+            const float* planes = reinterpret_cast<const float*>(f.data()); // G, B, R, A planes
+            for (int i = 0; i < 4; ++i) {
+                EXPECT_FLOAT_EQ(planes[8 + i], uint8_t(want[i * 4 + 0]) / 255.0f) << "red " << i;
+                EXPECT_FLOAT_EQ(planes[12 + i], uint8_t(want[i * 4 + 3]) / 255.0f) << "alpha " << i;
+            }
+        } else if (depth[0] == '8') {
+            EXPECT_EQ(rawFrames(out, "rgba"), want);
+        } else {
+            // 16-bit: the file holds the value × 257, within one step of the
+            // world's 0..32768 (two 16-bit codes).
+            const std::string w = rawFrames(out, "rgba64le");
+            ASSERT_EQ(w.size(), 32u);
+            const uint16_t* v = reinterpret_cast<const uint16_t*>(w.data());
+            for (int i = 0; i < 16; ++i)
+                EXPECT_NEAR(v[i], uint8_t(want[i]) * 257, 2) << "value " << i;
+        }
+    }
 }
 
 // --set and --layer take exactly one value each, before or after INPUT.
