@@ -72,6 +72,19 @@ const AVCodec* reencoderFor(const AVOutputFormat* f)
 AudioCarry::AudioCarry(const std::string& inputPath, double videoStart, bool whole, AVFormatContext* out)
     : path_(inputPath), videoStart_(videoStart), whole_(whole), out_(out)
 {
+    // A constructor that throws gets no destructor call.
+    try {
+        open();
+    } catch (...) {
+        release();
+        throw;
+    }
+}
+
+void AudioCarry::open()
+{
+    const std::string& inputPath = path_;
+    AVFormatContext* out = out_;
     int err = avformat_open_input(&in_, inputPath.c_str(), nullptr, nullptr);
     if (err < 0)
         fail("cannot open '" + inputPath + "' for its audio", err);
@@ -145,7 +158,9 @@ AudioCarry::AudioCarry(const std::string& inputPath, double videoStart, bool who
     }
 }
 
-AudioCarry::~AudioCarry()
+AudioCarry::~AudioCarry() { release(); }
+
+void AudioCarry::release()
 {
     streams_.clear();
     av_packet_free(&next_);

@@ -33,6 +33,8 @@ public:
 
 private:
     struct Stream;
+    void open();
+    void release();
     void writePacket(Stream& s, AVPacket* pkt, double origin);
     void encodeFrom(Stream& s, AVPacket* pkt, double origin); // null: drain
     bool readAhead();

@@ -83,6 +83,8 @@ public:
 
 private:
     [[noreturn]] void fail(const std::string& what, int code);
+    void open(int width, int height, int depth, const VideoSettings& settings);
+    void release();
     void drain(bool flush);
     static int writeBytes(void* opaque, uint8_t* buf, int size);
     static int64_t seekBytes(void* opaque, int64_t offset, int whence);
@@ -110,6 +112,19 @@ private:
 VideoSink::VideoSink(const std::string& path, int width, int height, int depth, const VideoSettings& settings)
     : path_(path), out_(path)
 {
+    // A constructor that throws gets no destructor call: what it made is
+    // released here (out_, a member, removes its temporary itself).
+    try {
+        open(width, height, depth, settings);
+    } catch (...) {
+        release();
+        throw;
+    }
+}
+
+void VideoSink::open(int width, int height, int depth, const VideoSettings& settings)
+{
+    const std::string& path = path_;
     quietFfmpeg();
     takeFfmpegLog();
     const std::string formatName = videoFormatFor(path);
@@ -267,7 +282,9 @@ VideoSink::VideoSink(const std::string& path, int width, int height, int depth, 
     headerWritten_ = true;
 }
 
-VideoSink::~VideoSink()
+VideoSink::~VideoSink() { release(); }
+
+void VideoSink::release()
 {
     audio_.reset();
     if (io_) {
@@ -278,6 +295,7 @@ VideoSink::~VideoSink()
     av_frame_free(&frame_);
     avcodec_free_context(&enc_);
     avformat_free_context(oc_);
+    oc_ = nullptr;
 }
 
 void VideoSink::fail(const std::string& what, int code)

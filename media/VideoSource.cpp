@@ -64,6 +64,8 @@ public:
 
 private:
     [[noreturn]] void fail(const std::string& what, int code = 0);
+    void open();
+    void release();
     bool decodeNext();
     void convert(const FrameView& to);
 
@@ -86,6 +88,19 @@ private:
 
 VideoSource::VideoSource(const std::string& path) : path_(path)
 {
+    // A constructor that throws gets no destructor call: what it opened is
+    // released here.
+    try {
+        open();
+    } catch (...) {
+        release();
+        throw;
+    }
+}
+
+void VideoSource::open()
+{
+    const std::string& path = path_;
     quietFfmpeg();
     takeFfmpegLog();
     info_.path = path;
@@ -156,9 +171,12 @@ VideoSource::VideoSource(const std::string& path) : path_(path)
                                                                     : AVCOL_RANGE_MPEG;
 }
 
-VideoSource::~VideoSource()
+VideoSource::~VideoSource() { release(); }
+
+void VideoSource::release()
 {
     sws_freeContext(sws_);
+    sws_ = nullptr;
     av_frame_free(&planar_);
     av_frame_free(&frame_);
     av_packet_free(&pkt_);

@@ -140,65 +140,122 @@ struct Store<kDepth32> {
     static constexpr int kSize = 16;
 };
 
+// Normalised values to a channel of a frame row (clamped for integers).
+template <int Depth>
+void storeChannel(uint8_t* row, int slot, const float* v, int width)
+{
+    if constexpr (Depth == kDepth8) {
+        for (int x = 0; x < width; ++x) {
+            float t = v[x] * 255.0f + 0.5f;
+            t = t < 0.0f ? 0.0f : (t > 255.0f ? 255.0f : t);
+            row[x * 4 + slot] = uint8_t(t);
+        }
+    } else if constexpr (Depth == kDepth16) {
+        uint16_t* out = reinterpret_cast<uint16_t*>(row);
+        for (int x = 0; x < width; ++x) {
+            float t = v[x] * float(kWhite16) + 0.5f;
+            t = t < 0.0f ? 0.0f : (t > float(kWhite16) ? float(kWhite16) : t);
+            out[x * 4 + slot] = uint16_t(t);
+        }
+    } else {
+        float* out = reinterpret_cast<float*>(row);
+        for (int x = 0; x < width; ++x)
+            out[x * 4 + slot] = v[x];
+    }
+}
+
+// (code - offset) × scale for a row of samples.
+template <typename Sample>
+void loadRow(const uint8_t* row, float* out, int n, float offset, float scale)
+{
+    const Sample* in = reinterpret_cast<const Sample*>(row);
+    for (int x = 0; x < n; ++x)
+        out[x] = (float(in[x]) - offset) * scale;
+}
+
+template <int Depth, typename Sample>
+void toFrameRows(const PlanarPicture& p, const FrameView& f)
+{
+    const Levels lv = levelsOf(p);
+    const int w = p.width;
+    const int cw = (w + (1 << p.log2ChromaW) - 1) >> p.log2ChromaW;
+    const Taps tx = upTaps(w, p.log2ChromaW, p.sitingX);
+    const Taps ty = upTaps(p.height, p.log2ChromaH, p.sitingY);
+    // Rows of normalised values: luma (or green), the two chroma (blue, red)
+    // at full width, alpha, and the chroma rows before horizontal
+    // interpolation.
+    std::vector<float> l(w), u(w), v(w), a(w, 1.0f), cb0(cw), cb1(cw), cr0(cw), cr1(cw);
+    std::vector<float> r(w), g(w), b(w);
+    const float kr = p.matrix.kr, kb = p.matrix.kb, kg = 1.0f - kr - kb;
+    const float crToR = 2.0f * (1.0f - kr), cbToB = 2.0f * (1.0f - kb);
+    const float cbToG = -kb * cbToB / kg, crToG = -kr * crToR / kg;
+    const float alphaScale = 1.0f / float(lv.maxCode);
+    const bool halfCoSited = p.log2ChromaW == 1 && p.sitingX == Siting::CoSited;
+
+    for (int y = 0; y < p.height; ++y) {
+        uint8_t* out = f.row(y);
+        if (p.alpha)
+            loadRow<Sample>(p.data[3] + ptrdiff_t(p.linesize[3]) * y, a.data(), w, 0.0f, alphaScale);
+        if (p.rgb) {
+            loadRow<Sample>(p.data[0] + ptrdiff_t(p.linesize[0]) * y, g.data(), w, 0.0f, lv.yScale);
+            loadRow<Sample>(p.data[1] + ptrdiff_t(p.linesize[1]) * y, b.data(), w, 0.0f, lv.yScale);
+            loadRow<Sample>(p.data[2] + ptrdiff_t(p.linesize[2]) * y, r.data(), w, 0.0f, lv.yScale);
+        } else {
+            loadRow<Sample>(p.data[0] + ptrdiff_t(p.linesize[0]) * y, l.data(), w, lv.yOffset, lv.yScale);
+            // The chroma rows around this luma row, mixed vertically.
+            const int j0 = ty.i0[y], j1 = ty.i1[y];
+            const float wy = ty.w[y];
+            loadRow<Sample>(p.data[1] + ptrdiff_t(p.linesize[1]) * j0, cb0.data(), cw, lv.cOffset, lv.cScale);
+            loadRow<Sample>(p.data[2] + ptrdiff_t(p.linesize[2]) * j0, cr0.data(), cw, lv.cOffset, lv.cScale);
+            if (wy != 0.0f) {
+                loadRow<Sample>(p.data[1] + ptrdiff_t(p.linesize[1]) * j1, cb1.data(), cw, lv.cOffset,
+                                lv.cScale);
+                loadRow<Sample>(p.data[2] + ptrdiff_t(p.linesize[2]) * j1, cr1.data(), cw, lv.cOffset,
+                                lv.cScale);
+                for (int k = 0; k < cw; ++k) {
+                    cb0[k] += wy * (cb1[k] - cb0[k]);
+                    cr0[k] += wy * (cr1[k] - cr0[k]);
+                }
+            }
+            // Then horizontally: co-sited half-width chroma (the common
+            // case) without tables.
+            if (halfCoSited) {
+                for (int k = 0; k < cw; ++k) {
+                    const int k1 = k + 1 < cw ? k + 1 : k;
+                    u[2 * k] = cb0[k];
+                    v[2 * k] = cr0[k];
+                    if (2 * k + 1 < w) {
+                        u[2 * k + 1] = 0.5f * (cb0[k] + cb0[k1]);
+                        v[2 * k + 1] = 0.5f * (cr0[k] + cr0[k1]);
+                    }
+                }
+            } else {
+                for (int x = 0; x < w; ++x) {
+                    const int i0 = tx.i0[x], i1 = tx.i1[x];
+                    u[x] = cb0[i0] + tx.w[x] * (cb0[i1] - cb0[i0]);
+                    v[x] = cr0[i0] + tx.w[x] * (cr0[i1] - cr0[i0]);
+                }
+            }
+            for (int x = 0; x < w; ++x) {
+                r[x] = l[x] + crToR * v[x];
+                g[x] = l[x] + cbToG * u[x] + crToG * v[x];
+                b[x] = l[x] + cbToB * u[x];
+            }
+        }
+        storeChannel<Depth>(out, f.redSlot(), r.data(), w);
+        storeChannel<Depth>(out, f.greenSlot(), g.data(), w);
+        storeChannel<Depth>(out, f.blueSlot(), b.data(), w);
+        storeChannel<Depth>(out, f.alphaSlot(), a.data(), w);
+    }
+}
+
 template <int Depth>
 void toFrame(const PlanarPicture& p, const FrameView& f)
 {
-    using S = Store<Depth>;
-    const Levels lv = levelsOf(p);
-    const bool wide = p.bits > 8;
-    const int cw = (p.width + (1 << p.log2ChromaW) - 1) >> p.log2ChromaW;
-    const Taps tx = upTaps(p.width, p.log2ChromaW, p.sitingX);
-    const Taps ty = upTaps(p.height, p.log2ChromaH, p.sitingY);
-    std::vector<float> cb(cw), cr(cw);
-    const float kr = p.matrix.kr, kb = p.matrix.kb, kg = 1.0f - kr - kb;
-    const float crToR = 2.0f * (1.0f - kr), cbToB = 2.0f * (1.0f - kb);
-    const int rs = f.redSlot(), gs = f.greenSlot(), bs = f.blueSlot(), as = f.alphaSlot();
-
-    for (int y = 0; y < p.height; ++y) {
-        const uint8_t* yrow = p.data[0] + ptrdiff_t(p.linesize[0]) * y;
-        const uint8_t* arow = p.alpha ? p.data[3] + ptrdiff_t(p.linesize[3]) * y : nullptr;
-        uint8_t* out = f.row(y);
-        if (p.rgb) {
-            const uint8_t* brow = p.data[1] + ptrdiff_t(p.linesize[1]) * y;
-            const uint8_t* rrow = p.data[2] + ptrdiff_t(p.linesize[2]) * y;
-            for (int x = 0; x < p.width; ++x) {
-                uint8_t* px = out + x * S::kSize;
-                S::put(px, gs, readCode(yrow, x, wide) * lv.yScale);
-                S::put(px, bs, readCode(brow, x, wide) * lv.yScale);
-                S::put(px, rs, readCode(rrow, x, wide) * lv.yScale);
-                S::put(px, as, arow ? readCode(arow, x, wide) * lv.yScale : 1.0f);
-            }
-            continue;
-        }
-        // The chroma row at this luma row, interpolated vertically.
-        const int j0 = ty.i0[y], j1 = ty.i1[y];
-        const float wy = ty.w[y];
-        const uint8_t* b0 = p.data[1] + ptrdiff_t(p.linesize[1]) * j0;
-        const uint8_t* b1 = p.data[1] + ptrdiff_t(p.linesize[1]) * j1;
-        const uint8_t* r0 = p.data[2] + ptrdiff_t(p.linesize[2]) * j0;
-        const uint8_t* r1 = p.data[2] + ptrdiff_t(p.linesize[2]) * j1;
-        for (int k = 0; k < cw; ++k) {
-            const float bv0 = readCode(b0, k, wide), bv1 = readCode(b1, k, wide);
-            const float rv0 = readCode(r0, k, wide), rv1 = readCode(r1, k, wide);
-            cb[k] = (bv0 + wy * (bv1 - bv0) - lv.cOffset) * lv.cScale;
-            cr[k] = (rv0 + wy * (rv1 - rv0) - lv.cOffset) * lv.cScale;
-        }
-        for (int x = 0; x < p.width; ++x) {
-            const int i0 = tx.i0[x], i1 = tx.i1[x];
-            const float w = tx.w[x];
-            const float u = cb[i0] + w * (cb[i1] - cb[i0]);
-            const float v = cr[i0] + w * (cr[i1] - cr[i0]);
-            const float l = (readCode(yrow, x, wide) - lv.yOffset) * lv.yScale;
-            const float r = l + crToR * v;
-            const float b = l + cbToB * u;
-            const float g = (l - kr * r - kb * b) / kg;
-            uint8_t* px = out + x * S::kSize;
-            S::put(px, rs, r);
-            S::put(px, gs, g);
-            S::put(px, bs, b);
-            S::put(px, as, arow ? readCode(arow, x, wide) / float(lv.maxCode) : 1.0f);
-        }
-    }
+    if (p.bits > 8)
+        toFrameRows<Depth, uint16_t>(p, f);
+    else
+        toFrameRows<Depth, uint8_t>(p, f);
 }
 
 template <int Depth>

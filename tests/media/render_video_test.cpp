@@ -117,6 +117,39 @@ TEST(VideoRender, H264RoundTripKeepsQualityTimingAndAudio)
     EXPECT_EQ(head.substr(0, 1), "1");
 }
 
+// A range of source frames: those frames, timed from the range's start, with
+// the audio of that span only.
+TEST(VideoRender, FrameRangeTakesItsFramesAndTheirAudio)
+{
+    NEED_PLUGIN();
+    Scratch s;
+    const std::string in = s.path("in.mkv"), out = s.path("part.mkv");
+    // Frame n is a flat grey of luma 16 + 4n.
+    ASSERT_TRUE(ffmpeg("-f lavfi -i nullsrc=s=64x48:r=25:d=2 -f lavfi -i sine=d=2 -vf "
+                       "\"format=yuv420p,geq=lum='16+4*N':cb=128:cr=128\" -c:v ffv1 -c:a flac -shortest " +
+                       in));
+    const Outcome r = render(s, "'" + in + "' --frames 10-19 -o '" + out + "'");
+    ASSERT_EQ(r.status, 0) << r.err;
+    const std::string luma = rawFrames(out, "gray"), source = rawFrames(in, "gray");
+    const size_t frame = 64 * 48;
+    ASSERT_EQ(luma.size(), 10 * frame);
+    ASSERT_EQ(source.size(), 50 * frame);
+    for (int i = 0; i < 10; ++i) // neighbouring frames are 4 luma steps apart
+        EXPECT_NEAR(int(uint8_t(luma[i * frame + frame / 2])),
+                    int(uint8_t(source[(10 + i) * frame + frame / 2])), 1)
+            << "frame " << i;
+    const std::string first =
+        shell("ffprobe -v error -select_streams v:0 -show_entries frame=pts_time -of csv=p=0 '" + out +
+              "' | head -1");
+    EXPECT_NEAR(number(first), 0.0, 1e-6);
+    const std::string audio =
+        shell("ffprobe -v error -select_streams a:0 -show_entries packet=pts_time,duration_time "
+              "-of csv=p=0 '" +
+              out + "' | tail -1");
+    const double end = number(audio.substr(0, audio.find(','))) + number(audio.substr(audio.find(',') + 1));
+    EXPECT_NEAR(end, 0.4, 0.1) << audio;
+}
+
 TEST(VideoRender, TenBitProResStaysTenBit)
 {
     NEED_PLUGIN();
