@@ -176,34 +176,45 @@ std::vector<unsigned char> encodeImage(const std::string& path, const FrameView&
     std::vector<uint8_t> packed(n * nch * type.size());
     const int slots[4] = {from.redSlot(), from.greenSlot(), from.blueSlot(), from.alphaSlot()};
     const int ps = pixelSize(from.depth);
-    for (int y = 0; y < from.height; ++y) {
-        const uint8_t* row = from.row(y);
-        for (int x = 0; x < from.width; ++x) {
-            const uint8_t* px = row + x * ps;
-            const size_t i = (size_t(y) * from.width + x) * nch;
-            for (int c = 0; c < nch; ++c) {
-                float v; // normalised, for the conversions that need it
-                if (from.depth == kDepth8)
-                    v = px[slots[c]] / 255.0f;
-                else if (from.depth == kDepth16)
-                    v = reinterpret_cast<const uint16_t*>(px)[slots[c]] / float(kWhite16);
-                else
-                    v = reinterpret_cast<const float*>(px)[slots[c]];
-                if (type == OIIO::TypeDesc::UINT8) {
-                    packed[i + c] = from.depth == kDepth8
-                                        ? px[slots[c]]
-                                        : uint8_t(std::lround(std::clamp(v, 0.0f, 1.0f) * 255.0f));
-                } else if (type == OIIO::TypeDesc::UINT16) {
-                    const uint32_t w =
-                        from.depth == kDepth16
-                            ? (uint32_t(reinterpret_cast<const uint16_t*>(px)[slots[c]]) * kMax16File +
-                               kWhite16 / 2) /
-                                  kWhite16
-                            : uint32_t(std::lround(std::clamp(v, 0.0f, 1.0f) * kMax16File));
-                    reinterpret_cast<uint16_t*>(packed.data())[i + c] =
-                        uint16_t(std::min<uint32_t>(w, 65535));
-                } else {
-                    reinterpret_cast<float*>(packed.data())[i + c] = v;
+    if (from.depth == kDepth8 && type == OIIO::TypeDesc::UINT8) {
+        // 8-bit worlds into 8-bit files: the bytes as they are, reordered.
+        for (int y = 0; y < from.height; ++y) {
+            const uint8_t* row = from.row(y);
+            uint8_t* out = &packed[size_t(y) * from.width * nch];
+            for (int x = 0; x < from.width; ++x)
+                for (int c = 0; c < nch; ++c)
+                    out[x * nch + c] = row[x * 4 + slots[c]];
+        }
+    } else {
+        for (int y = 0; y < from.height; ++y) {
+            const uint8_t* row = from.row(y);
+            for (int x = 0; x < from.width; ++x) {
+                const uint8_t* px = row + x * ps;
+                const size_t i = (size_t(y) * from.width + x) * nch;
+                for (int c = 0; c < nch; ++c) {
+                    float v; // normalised, for the conversions that need it
+                    if (from.depth == kDepth8)
+                        v = px[slots[c]] / 255.0f;
+                    else if (from.depth == kDepth16)
+                        v = reinterpret_cast<const uint16_t*>(px)[slots[c]] / float(kWhite16);
+                    else
+                        v = reinterpret_cast<const float*>(px)[slots[c]];
+                    if (type == OIIO::TypeDesc::UINT8) {
+                        packed[i + c] = from.depth == kDepth8
+                                            ? px[slots[c]]
+                                            : uint8_t(std::lround(std::clamp(v, 0.0f, 1.0f) * 255.0f));
+                    } else if (type == OIIO::TypeDesc::UINT16) {
+                        const uint32_t w =
+                            from.depth == kDepth16
+                                ? (uint32_t(reinterpret_cast<const uint16_t*>(px)[slots[c]]) * kMax16File +
+                                   kWhite16 / 2) /
+                                      kWhite16
+                                : uint32_t(std::lround(std::clamp(v, 0.0f, 1.0f) * kMax16File));
+                        reinterpret_cast<uint16_t*>(packed.data())[i + c] =
+                            uint16_t(std::min<uint32_t>(w, 65535));
+                    } else {
+                        reinterpret_cast<float*>(packed.data())[i + c] = v;
+                    }
                 }
             }
         }

@@ -158,8 +158,6 @@ void OutputFile::commit()
         committed_ = true;
         return;
     }
-    if (!inPlace_ && fsync(fd_) != 0)
-        fail("cannot write", errno);
     const int fd = fd_;
     fd_ = -1;
     if (close(fd) != 0) {

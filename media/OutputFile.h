@@ -33,7 +33,8 @@ public:
     // Moves the write position (seekable outputs); returns the new position
     // or a negative errno.
     long long seek(long long offset, int whence);
-    // Flushes to the disk, closes and renames into place. Throws MediaError.
+    // Closes (checked: some file systems report a full disk only then) and
+    // renames into place. Throws MediaError.
     void commit();
 
 private:
