@@ -33,7 +33,7 @@ void shaderAttach(GLuint program, GLenum type, std::string source, std::string& 
 
 class AE_GL_Context {
 public:
-    static constexpr int kSlots = 32;
+    static constexpr int kSlots = glfxlimits::kMaxInputs;
     // Most cells UpdateData builds geometry for (a 256 x 256 grid).
     static constexpr long long kMaxCells = 65536;
     static constexpr GLuint kNoTexture = ~GLuint(0);

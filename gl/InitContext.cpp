@@ -2,16 +2,17 @@
 
 #include "gl/AE_GL_Context.h"
 #include "gl/Description.h"
-#include "glfx/defines.h"
+#include "gl/InstanceOwner.h"
+#include "glfx/paramdefines.h"
 #include "glfx/strings.h"
 
 void vInitContext(EffectData* data)
 {
     if (!data)
         return;
-    // A context already held is the caller's to release; it is replaced.
+    // The owner takes the new context; one it already held is released.
     AE_GL_Context* context = new AE_GL_Context();
-    data->glContext = context;
+    glfxowner::setContext(data, context);
 
     for (int i = 0; i < glfxlimits::kMaxInputs; ++i) {
         data->layerWidth[i] = 0;
@@ -28,29 +29,11 @@ void vInitContext(EffectData* data)
     // A context that cannot be set up shows later as a render that yields nothing.
     context->gl.GlobalSetup_GL();
 
-    delete data->defines;
-    data->defines = nullptr;
-    data->defines = new std::map<std::string, std::string>();
-    updateParamDefines(fx, data->values, *data->defines);
+    updateParamDefines(fx, data->values, glfxowner::freshDefines(data));
     // With the fast mode the shaders receive the host's own pixel order,
     // which differs under Premiere.
     if (fx.settings.fast)
         (*data->defines)[glfxtext::defineFast()] = data->isPremiere ? "2" : "1";
 }
 
-bool releaseContext(EffectData* data, bool uninit)
-{
-    if (!data)
-        return false;
-    const bool held = data->glContext != nullptr;
-    if (held) {
-        if (uninit)
-            data->glContext->UninitGL(true);
-        data->glContext->gl.GlobalSetdown_GL();
-        delete data->glContext;
-        data->glContext = nullptr;
-    }
-    delete data->defines;
-    data->defines = nullptr;
-    return held;
-}
+bool releaseInstance(EffectData* data, bool uninit) { return glfxowner::release(data, uninit); }

@@ -1,11 +1,11 @@
 // One frame through the passes: upload the inputs, run each pass into its
 // own float texture through the framebuffer object, read the last one back.
 #include <algorithm>
-#include <cstdlib>
 
 #include "gl/AE_GL_Context.h"
 #include "gl/ContextScope.h"
-#include "glfx/defines.h"
+#include "gl/InstanceOwner.h"
+#include "glfx/paramdefines.h"
 
 namespace {
 
@@ -19,7 +19,7 @@ const GLenum _fboBuff[] = {GL_COLOR_ATTACHMENT0_EXT};
 GLuint routedTexture(const AE_GL_Context& ctx, int r, int passes, int layers)
 {
     if (r < 0) {
-        const int layer = -(r + 1);
+        const int layer = glfxroute::layerOf(r);
         return layer < layers ? ctx.inputTextures[layer] : 0;
     }
     return r < passes ? ctx.passTextures[r] : 0;
@@ -119,19 +119,15 @@ bool AE_GL_Context::ProcessGL(EffectData* data, int format, int type)
                          format, type, data->layerBuffers[i]);
         }
 
-        // The result buffer only grows; it is malloc'ed so that the record's
-        // owner releases it with free().
+        // The result buffer only grows, and only through the instance's
+        // owner, which keeps the one pointer to it and its capacity.
         const std::size_t pixels = static_cast<std::size_t>(W) * static_cast<std::size_t>(H);
         const std::size_t held = data->outputBufferWidth > 0 && data->outputBufferHeight > 0
                                      ? static_cast<std::size_t>(data->outputBufferWidth) *
                                            static_cast<std::size_t>(data->outputBufferHeight)
                                      : 0;
         if (!data->outputBuffer || pixels > held) {
-            std::free(data->outputBuffer);
-            data->outputBuffer = nullptr;
-            data->outputBuffer = static_cast<float*>(std::malloc(pixels * 4 * sizeof(float)));
-            if (!data->outputBuffer)
-                return false;
+            glfxowner::outputBuffer(data, pixels);
             data->outputBufferWidth = W;
             data->outputBufferHeight = H;
         }

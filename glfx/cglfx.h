@@ -7,13 +7,7 @@
 #include <utility>
 #include <vector>
 
-namespace glfxlimits {
-constexpr int kMaxParams = 128;    // parameter table size (index 0 = input layer)
-constexpr int kMaxPasses = 32;     // fragment passes
-constexpr int kMaxInputs = 32;     // texture inputs of one pass / layer inputs
-constexpr int kRouteNone = 999;    // routing entry: nothing routed
-constexpr int kMaxNameLength = 31; // effect name and host parameter name length
-} // namespace glfxlimits
+#include "glfx/codes.h"
 
 // Parameter type codes, as stored in glfxpar::type.
 enum glfxType {
@@ -47,7 +41,7 @@ public:
 
     int components = 0;             // float components of the shader value
     int type = GLFX_INT;            // glfxType code
-    int visibility = 0;             // 0 visible, 1 disabled, 2 hidden
+    int visibility = 0;             // a glfxvisibility code
     std::string name;               // display name
     std::string names[4];           // alternative display names 1..4
     std::string uniform;            // shader uniform name
@@ -85,7 +79,7 @@ public:
     int shaders = 1;
     int noinput = 0;
     int repeat = 0;
-    // routing[pass][input]: 999 none, >= 0 pass output, -(n+1) layer n
+    // routing[pass][input]: a glfxroute entry
     int routing[glfxlimits::kMaxPasses][glfxlimits::kMaxInputs];
 
     glfxsettings() { init(); }

@@ -1,5 +1,6 @@
 #include "glfx/cipher.h"
 
+#include <cstdint>
 #include <stdexcept>
 
 namespace glfxcipher {
@@ -37,4 +38,24 @@ std::string encrypt(const std::string& plain, std::string& key)
     if ((out + marker).find(marker) != out.size())
         throw std::runtime_error("the enciphered text contains the end marker; use another key");
     return out + marker;
+}
+
+std::string decrypt(const std::string& data, std::string& key)
+{
+    if (key.empty())
+        key = glfxcipher::fallbackKey();
+    std::string body = data;
+    const std::size_t end = body.find(glfxcipher::endMarker());
+    if (end != std::string::npos)
+        body.erase(end);
+    if (body.size() < glfxcipher::kHeaderSize)
+        return std::string();
+    body.erase(0, glfxcipher::kHeaderSize);
+    for (std::size_t i = 0; i < body.size(); ++i) {
+        const std::uint8_t c = static_cast<std::uint8_t>(body[i]);
+        const std::uint8_t x = static_cast<std::uint8_t>(glfxcipher::mask(key, i) ^ c);
+        if (x != 0)
+            body[i] = static_cast<char>(x);
+    }
+    return body;
 }

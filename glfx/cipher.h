@@ -37,3 +37,8 @@ inline std::uint8_t mask(const std::string& key, std::size_t i)
 // stored in a C string), and std::runtime_error when the enciphered body
 // happens to contain the end marker (the result would not read back).
 std::string encrypt(const std::string& plain, std::string& key);
+
+// Deciphers an enciphered description (header, body, end marker). An empty
+// key is replaced by the one-character fallback key. Data shorter than the
+// header gives an empty string.
+std::string decrypt(const std::string& data, std::string& key);

@@ -152,7 +152,7 @@ void Parser::header(const std::string& name)
     if (startsWith(name, "par")) {
         const std::string digits = name.substr(3, 2);
         const int n = std::atoi(digits.c_str());
-        if (!digits.empty() && n <= 128)
+        if (!digits.empty() && n <= glfxlimits::kMaxParams)
             current_ = n;
         else
             current_ = current_ + 1;
@@ -223,12 +223,12 @@ void Parser::routingKey(const std::string& key, const std::string& value)
     const int input = atoiFrom(rest, underscore + 3);
     int source;
     if (startsWith(value, "layer"))
-        source = ~atoiFrom(value, 5);
+        source = glfxroute::layer(atoiFrom(value, 5));
     else if (startsWith(value, "ps"))
         source = atoiFrom(value, 2);
     else
         return;
-    if (source >= 33)
+    if (source >= glfxroute::kSourceLimit)
         return;
     if (pass < 0 || pass >= kMaxPasses || input < 0 || input >= kMaxInputs)
         return;
@@ -285,7 +285,7 @@ void Parser::paramKey(const std::string& key, const std::string& value)
             p.components = 2;
         } else if (value == "layer") {
             p.components = 0;
-            if (current_ >= 1 && set_.layerCount <= 31)
+            if (current_ >= 1 && set_.layerCount <= glfxlimits::kMaxLayers)
                 ++set_.layerCount;
         }
     } else if (key == "time") {
@@ -319,7 +319,7 @@ void Parser::paramKey(const std::string& key, const std::string& value)
         p.max = atofOf(value);
     } else if (key == "flags") {
         p.flags = std::atoi(value.c_str());
-        if (p.type == GLFX_POPUP && p.flags >= 1)
+        if (p.type == GLFX_POPUP && p.flags >= glfxflags::kIntegerDefine)
             p.components = 0;
     }
 }
@@ -394,7 +394,7 @@ void Parser::finish()
     const int layers = std::min(set_.layerCount, kMaxInputs);
     for (int i = 0; i < layers; ++i)
         if (set_.routing[0][i] == glfxlimits::kRouteNone)
-            set_.routing[0][i] = -(i + 1);
+            set_.routing[0][i] = glfxroute::layer(i);
 
     if (fx_.vertex.empty())
         fx_.vertex = glfxtext::defaultVertexShader();

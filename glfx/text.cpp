@@ -1,7 +1,5 @@
 #include "glfx/text.h"
 
-#include "glfx/cipher.h"
-
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -112,24 +110,4 @@ std::string GetUserPath()
         home = ".";
     }
     return home + "/.config/";
-}
-
-std::string decrypt(const std::string& data, std::string& key)
-{
-    if (key.empty())
-        key = glfxcipher::fallbackKey();
-    std::string body = data;
-    const std::size_t end = body.find(glfxcipher::endMarker());
-    if (end != std::string::npos)
-        body.erase(end);
-    if (body.size() < glfxcipher::kHeaderSize)
-        return std::string();
-    body.erase(0, glfxcipher::kHeaderSize);
-    for (std::size_t i = 0; i < body.size(); ++i) {
-        const std::uint8_t c = static_cast<std::uint8_t>(body[i]);
-        const std::uint8_t x = static_cast<std::uint8_t>(glfxcipher::mask(key, i) ^ c);
-        if (x != 0)
-            body[i] = static_cast<char>(x);
-    }
-    return body;
 }

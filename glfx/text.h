@@ -26,8 +26,3 @@ std::string loadFile(const std::string& path);
 // The user's configuration folder followed by "/": $XDG_CONFIG_HOME when set
 // and non-empty, else $HOME/.config.
 std::string GetUserPath();
-
-// Deciphers an enciphered description (header, body, end marker). An empty
-// key is replaced by the one-character fallback key. Data shorter than the
-// header gives an empty string.
-std::string decrypt(const std::string& data, std::string& key);

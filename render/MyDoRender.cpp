@@ -1,7 +1,5 @@
 #include "render/MyDoRender.h"
 
-#include <malloc.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
@@ -9,18 +7,17 @@
 #include <new>
 #include <string>
 
-#include <epoxy/gl.h>
-
 #include "gl/AE_GL_Context.h"
-#include "gl/Defines.h"
 #include "gl/Description.h"
+#include "gl/InstanceOwner.h"
+#include "gl/Preamble.h"
+#include "gl/gl_api.h"
 #include "render/Transfer.h"
 #include "sdk/AE_EffectSuites.h"
 #include "sdk/SPBasic.h"
 
 namespace {
 
-constexpr int kEmptyLayerSize = 100; // buffer size assumed for an empty layer
 constexpr std::size_t kPixelBytes = 4 * sizeof(float);
 
 inline long long area(long long w, long long h) { return w * h; }
@@ -33,8 +30,8 @@ void layerSize(const PF_LayerDef* layer, int& w, int& h)
     w = layer ? layer->width : 0;
     h = layer ? layer->height : 0;
     if (area(w, h) == 0) {
-        w = kEmptyLayerSize;
-        h = kEmptyLayerSize;
+        w = glfxlimits::kEmptyLayerSize;
+        h = glfxlimits::kEmptyLayerSize;
     }
 }
 
@@ -62,6 +59,18 @@ void rebuildPrograms(RenderData* r)
     r->rebuild = false;
 }
 
+// Pixels of a w x h buffer. Sizes are computed as the 32-bit host would: a
+// byte count that does not fit in 32 bits is a request that cannot be
+// served.
+std::size_t bufferPixels(long long width, long long height)
+{
+    const unsigned long long w = static_cast<unsigned long long>(std::max(width, 0LL));
+    const unsigned long long h = static_cast<unsigned long long>(std::max(height, 0LL));
+    if (h != 0 && w > UINT32_MAX / kPixelBytes / h)
+        throw std::bad_alloc();
+    return static_cast<std::size_t>(w * h);
+}
+
 void growLayerBuffers(RenderData* r, const PF_LayerDef* output, int first, int end)
 {
     for (int i = first; i < end; ++i) {
@@ -73,8 +82,9 @@ void growLayerBuffers(RenderData* r, const PF_LayerDef* output, int first, int e
             // that looks large enough.
             r->bufferWidth[i] = 0;
             r->bufferHeight[i] = 0;
-            AllocatePixelBuffer(&r->layerBuffers[i], std::max<long long>(w, output->width),
-                                std::max<long long>(h, output->height));
+            glfxowner::layerBuffer(
+                r, i,
+                bufferPixels(std::max<long long>(w, output->width), std::max<long long>(h, output->height)));
             r->bufferWidth[i] = w;
             r->bufferHeight[i] = h;
         }
@@ -90,77 +100,113 @@ void growOutputBuffer(RenderData* r, const PF_LayerDef* output)
     const long long held = area(r->outputBufferWidth, r->outputBufferHeight);
     // The buffer grows with the input layer; its recorded size is the
     // layer's, while the allocation also covered the output world of that
-    // frame. An output world that has since outgrown the allocation itself
-    // (the layer staying as it was) would be read past its end by the
-    // transfer back, so that also regrows it.
-    const unsigned long long outputBytes = static_cast<unsigned long long>(std::max(output->width, 0)) *
-                                           static_cast<unsigned long long>(std::max(output->height, 0)) *
-                                           kPixelBytes;
-    const bool outputTooLarge = r->outputBuffer && outputBytes > malloc_usable_size(r->outputBuffer);
+    // frame. An output world that has since outgrown what was allocated (the
+    // layer staying as it was) would be read past its end by the transfer
+    // back, so that also regrows it.
+    const std::size_t outputPixels = bufferPixels(output->width, output->height);
+    const bool outputTooLarge = r->outputBuffer && outputPixels > glfxowner::outputCapacity(r);
     if (area(w, h) > held || outputTooLarge || !r->outputBuffer) {
         const long long bw = std::max<long long>({output->width, w, r->outputBufferWidth});
         const long long bh = std::max<long long>({output->height, h, r->outputBufferHeight});
         r->outputBufferWidth = 0;
         r->outputBufferHeight = 0;
-        AllocatePixelBuffer(&r->outputBuffer, bw, bh);
+        glfxowner::outputBuffer(r, bufferPixels(bw, bh));
         r->outputBufferWidth = w;
         r->outputBufferHeight = h;
     }
 }
 
-// Copies the worlds into the float buffers as they are (the host's channel
-// order and depth), runs the passes when possible and copies the output
-// buffer back, `pixelSize` bytes a pixel.
-void directTransfer(RenderData* r, PF_LayerDef* output, int first, int end, std::size_t pixelSize, int glType)
+// Bytes a pixel of the given host format, 0 for a format this effect does
+// not take.
+std::size_t pixelBytes(PF_PixelFormat format)
 {
+    switch (format) {
+    case PF_PixelFormat_ARGB32: return 4;
+    case PF_PixelFormat_ARGB64: return 8;
+    case PF_PixelFormat_ARGB128: return 16;
+    default: return 0;
+    }
+}
+
+// Leaves out of this render every layer world that is not of the output's
+// format (when the world suite can tell) or whose rows are too short for
+// its width at the output's pixel size: the transfers then skip it as a
+// missing layer, and its buffer keeps what it held.
+void leaveOutMismatchedLayers(RenderData* r, const PF_WorldSuite2* world, PF_PixelFormat format, int first,
+                              int end)
+{
+    const std::size_t size = pixelBytes(format);
     for (int i = first; i < end; ++i) {
-        const PF_LayerDef* layer = r->layers[i];
-        if (r->layerSkip[i] || !layer || !layer->data || !r->layerBuffers[i] || layer->height <= 0 ||
-            layer->width <= 0)
+        PF_LayerDef* layer = r->layers[i];
+        if (!layer || !layer->data)
             continue;
-        const std::size_t rowBytes = static_cast<std::size_t>(layer->width) * pixelSize;
-        const char* src = reinterpret_cast<const char*>(layer->data);
-        char* dst = reinterpret_cast<char*>(r->layerBuffers[i]);
-        for (int y = 0; y < layer->height; ++y) {
-            std::memcpy(dst, src, rowBytes);
-            src += layer->rowbytes;
-            dst += rowBytes;
-        }
+        PF_PixelFormat own = format;
+        if (world && world->PF_GetPixelFormat && world->PF_GetPixelFormat(layer, &own) != PF_Err_NONE)
+            own = format; // a world the suite does not know: judged by its rows
+        const long long rowBytes =
+            static_cast<long long>(std::max(layer->width, 0)) * static_cast<long long>(size);
+        if (own != format || static_cast<long long>(layer->rowbytes) < rowBytes)
+            r->layers[i] = nullptr;
     }
-    if (ContextReady(r))
-        r->glContext->ProcessGL(r, GL_RGBA, glType);
-    if (!output->data || !r->outputBuffer || output->width <= 0 || output->height <= 0)
-        return;
-    const std::size_t rowBytes = static_cast<std::size_t>(output->width) * pixelSize;
-    const char* src = reinterpret_cast<const char*>(r->outputBuffer);
-    char* dst = reinterpret_cast<char*>(output->data);
-    for (int y = 0; y < output->height; ++y) {
-        std::memcpy(dst, src, rowBytes);
-        src += rowBytes;
-        dst += output->rowbytes;
-    }
+}
+
+// The pixel type the passes read and write: the direct 8-bit transfer hands
+// the host's bytes over as they are, every other transfer float RGBA.
+int passType(TransferKind kind)
+{
+    return kind == TransferKind::kDirect8 ? GL_UNSIGNED_INT_8_8_8_8_REV : GL_FLOAT;
 }
 
 } // namespace
 
-void AllocatePixelBuffer(float** buffer, long long width, long long height)
+bool ContextReady(const EffectData* record)
 {
-    std::free(*buffer);
-    *buffer = nullptr;
-    const long long w = std::max(width, 0LL);
-    const long long h = std::max(height, 0LL);
-    // Sizes are computed as the 32-bit host would: a count that does not fit
-    // in 32 bits is a request that cannot be served.
-    const unsigned long long pixels = static_cast<unsigned long long>(w) * static_cast<unsigned long long>(h);
-    if (h != 0 && pixels / static_cast<unsigned long long>(h) != static_cast<unsigned long long>(w))
-        throw std::bad_alloc();
-    const unsigned long long bytes = pixels * kPixelBytes;
-    if (pixels > UINT32_MAX / kPixelBytes || bytes > UINT32_MAX)
-        throw std::bad_alloc();
-    void* p = std::malloc(bytes == 0 ? kPixelBytes : static_cast<std::size_t>(bytes));
-    if (!p)
-        throw std::bad_alloc();
-    *buffer = static_cast<float*>(p);
+    const AE_GL_Context* ctx = record ? record->glContext : nullptr;
+    return ctx && ctx->initialised && ctx->ok;
+}
+
+void RunPasses(EffectData* record, int type)
+{
+    if (ContextReady(record))
+        record->glContext->ProcessGL(record, GL_RGBA, type);
+}
+
+namespace {
+
+void renderWith(TransferKind kind, PF_LayerDef* output, EffectData* record)
+{
+    if (!record)
+        return;
+    TransferIn(kind, record);
+    RunPasses(record, passType(kind));
+    TransferOut(kind, output, record);
+}
+
+} // namespace
+
+void Render8(PF_InData*, PF_LayerDef* output, EffectData* record)
+{
+    if (!record)
+        return;
+    const TransferKind kind = !record->isPremiere                ? TransferKind::kArgb8
+                              : !glfxDescription().settings.fast ? TransferKind::kPremiere8
+                                                                 : TransferKind::kReversed8;
+    renderWith(kind, output, record);
+}
+
+void Render16(PF_InData*, PF_LayerDef* output, EffectData* record)
+{
+    renderWith(TransferKind::kArgb16, output, record);
+}
+
+void Render16_Fast(PF_InData*, PF_LayerDef* output, EffectData* record)
+{
+    renderWith(TransferKind::kWrap16, output, record);
+}
+
+void RenderFloat(PF_InData*, PF_LayerDef* output, EffectData* record)
+{
+    renderWith(TransferKind::kArgbFloat, output, record);
 }
 
 PF_Err MyDoRender(PF_InData* in_data, PF_LayerDef* /*input*/, RenderData* render, PF_OutData* /*out_data*/,
@@ -197,28 +243,16 @@ PF_Err MyDoRender(PF_InData* in_data, PF_LayerDef* /*input*/, RenderData* render
     if (world && world->PF_GetPixelFormat)
         world->PF_GetPixelFormat(output, &format); // its own result is not needed: an
                                                    // unknown format is refused below
-    const bool fast = settings.fast;
-    const bool fastDeep = fast && !render->isPremiere;
-    switch (format) {
-    case PF_PixelFormat_ARGB32:
-        if (fast)
-            directTransfer(render, output, first, end, 4, GL_UNSIGNED_INT_8_8_8_8_REV);
-        else
-            Render8(in_data, output, render);
-        break;
-    case PF_PixelFormat_ARGB64:
-        if (fastDeep)
-            Render16_Fast(in_data, output, render);
-        else
-            Render16(in_data, output, render);
-        break;
-    case PF_PixelFormat_ARGB128:
-        if (fastDeep)
-            directTransfer(render, output, first, end, 16, GL_FLOAT);
-        else
-            RenderFloat(in_data, output, render);
-        break;
-    default: result = PF_Err_BAD_CALLBACK_PARAM; break;
+    if (pixelBytes(format) != 0)
+        leaveOutMismatchedLayers(render, world, format, first, end);
+    // Transfer in, run the passes, transfer out.
+    const TransferKind kind = ChooseTransfer(format, settings.fast, render->isPremiere);
+    if (kind == TransferKind::kNone) {
+        result = PF_Err_BAD_CALLBACK_PARAM;
+    } else {
+        TransferIn(kind, render);
+        RunPasses(render, passType(kind));
+        TransferOut(kind, output, render);
     }
     basic->ReleaseSuite(kPFWorldSuite, kPFWorldSuiteVersion2);
     return result;

@@ -1,5 +1,6 @@
 // One host render request turned into one frame: frame values into the
-// record, a program rebuild when the definitions went stale, buffer growth,
+// record, a program rebuild when the definitions went stale, buffer growth
+// (through the instance's owner),
 // and the transfer that matches the output world's pixel format.
 #pragma once
 
@@ -15,7 +16,21 @@
 PF_Err MyDoRender(PF_InData* in_data, PF_LayerDef* input, RenderData* render, PF_OutData* out_data,
                   PF_LayerDef* output, PF_ParamDef** params);
 
-// Makes `*buffer` hold at least width x height RGBA float pixels, releasing
-// what it held first. A byte count beyond 32 bits cannot be served and
-// throws std::bad_alloc, as does a failed allocation (*buffer is then null).
-void AllocatePixelBuffer(float** buffer, long long width, long long height);
+// The converting routines, one per host depth: each converts every input
+// layer into its float buffer, runs the passes when the context is ready and
+// converts the output buffer into the output world (see render/Transfer.h).
+// 8 bits: host order alpha, red, green, blue; under Premiere blue, green,
+// red, alpha (with "fast", the channels reversed).
+void Render8(PF_InData* in_data, PF_LayerDef* output, EffectData* record);
+// 16 bits (0..32768), through the 16-bit clamp.
+void Render16(PF_InData* in_data, PF_LayerDef* output, EffectData* record);
+// 16 bits without reordering or clamping: values above 1 wrap.
+void Render16_Fast(PF_InData* in_data, PF_LayerDef* output, EffectData* record);
+// 32-bit float channels copied bit for bit.
+void RenderFloat(PF_InData* in_data, PF_LayerDef* output, EffectData* record);
+
+// True when the record's GPU context exists and is built and usable.
+bool ContextReady(const EffectData* record);
+// Runs the effect's passes on the record's buffers (pixels of GL type
+// `type`, RGBA) when the context is ready; does nothing otherwise.
+void RunPasses(EffectData* record, int type);

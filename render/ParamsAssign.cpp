@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "gl/Description.h"
+#include "glfx/hostmap.h"
 #include "render/GlobalData.h"
 #include "render/StreamAccess.h"
 #include "sdk/AE_SuiteHandler.h"
@@ -34,7 +35,8 @@ void assignValue(const glfxpar& d, const PF_ParamDef& p, float* value)
     case GLFX_ANGLE: {
         const int degrees = fixedToInt(p.u.ad.value);
         // With the switch on, shaders get radians, turning the other way.
-        value[0] = d.flags > 0 ? static_cast<float>(degrees * -kPi / 180.0) : static_cast<float>(degrees);
+        value[0] = d.flags > glfxflags::kRadiansAbove ? static_cast<float>(degrees * -kPi / 180.0)
+                                                      : static_cast<float>(degrees);
         break;
     }
     case GLFX_POINT:
@@ -48,15 +50,20 @@ void assignValue(const glfxpar& d, const PF_ParamDef& p, float* value)
 
 } // namespace
 
-void ParamsAssign(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** params, PF_LayerDef* /*input*/,
-                  PF_LayerDef* /*output*/, RenderData* record)
+PF_Err ParamsAssign(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** params, PF_LayerDef* /*input*/,
+                    PF_LayerDef* /*output*/, RenderData* record)
 {
     if (!in_data || !out_data || !params || !record)
-        return;
+        return PF_Err_BAD_CALLBACK_PARAM;
+    // Worlds are lent for one render: whatever the layer parameters' slots
+    // held belongs to an earlier one and is forgotten before anything else
+    // can fail. Slot 0, the input, was just set by the caller.
+    for (int i = 1; i < glfxlimits::kMaxInputs; ++i)
+        record->layers[i] = nullptr;
     const GlobalData* global =
         out_data->global_data ? *reinterpret_cast<GlobalData**>(out_data->global_data) : nullptr;
     if (!global)
-        return;
+        return PF_Err_INTERNAL_STRUCT_DAMAGED;
 
     const cglfx& fx = glfxDescription();
     AEGP_SuiteHandler suites(in_data->pica_basicP);
@@ -64,12 +71,18 @@ void ParamsAssign(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** params
 
     const int count =
         fx.settings.params < glfxlimits::kMaxParams ? fx.settings.params : glfxlimits::kMaxParams;
+    const glfxhostmap map = hostPositions(fx);
     int slot = 1;
     A_Err streamErr = A_Err_NONE;
     for (int i = 1; i < count; ++i) {
         const glfxpar& d = fx.par[i];
         const PF_ParamDef* p = params[i];
-        if (p) {
+        const int position = map.position[i];
+        if (position == glfxhostmap::kNotAdded) {
+            // No host control: the shader value is the described default.
+            for (int k = 0; k < 3; ++k)
+                record->values[i][k] = d.def[k];
+        } else if (p) {
             if (d.type == GLFX_LAYER) {
                 if (slot < glfxlimits::kMaxInputs)
                     record->layers[slot] = const_cast<PF_LayerDef*>(&p->u.ld);
@@ -83,12 +96,15 @@ void ParamsAssign(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** params
 
         // Hidden (2) or shown again (-2) by a group switch: tell the host's
         // stream. The first failure stops these updates for this call.
-        if (!record->isPremiere && std::abs(record->visibility[i]) == 2 && streamErr == A_Err_NONE)
-            streamErr = streams.setHidden(i, record->visibility[i] > 0);
+        // The host's streams count host positions.
+        if (!record->isPremiere && position != glfxhostmap::kNotAdded &&
+            std::abs(record->visibility[i]) == glfxvisibility::kHidden && streamErr == A_Err_NONE)
+            streamErr = streams.setHidden(position, record->visibility[i] > 0);
 
         // The parameters' UI flags are not pushed from here: ParamsChanged
         // updates the UI when a switch changes.
         out_data->out_flags |= PF_OutFlag_REFRESH_UI;
     }
     suites.ReleaseAllSuites();
+    return PF_Err_NONE;
 }

@@ -7,7 +7,9 @@
 
 #include "gl/Description.h"
 #include "gl/EffectData.h"
-#include "glfx/defines.h"
+#include "gl/InstanceOwner.h"
+#include "glfx/hostmap.h"
+#include "glfx/paramdefines.h"
 #include "glfx/strings.h"
 #include "glfx/text.h"
 #include "render/GlobalData.h"
@@ -15,10 +17,6 @@
 #include "sdk/AE_SuiteHandler.h"
 
 namespace {
-
-// A switch whose first group number lies above this hides the parameters of
-// the other groups instead of disabling them.
-constexpr int kHideModeGroup = 100;
 
 // The changed parameter's value as an integer (the selected item or state).
 int intValue(const glfxpar& d, const PF_ParamDef& p)
@@ -66,8 +64,11 @@ int layerSlot(const cglfx& fx, int j)
     return slot;
 }
 
+// params[] is the host's array: description parameter j sits at
+// map.position[j] (kNotAdded for a parameter without a host control).
 struct SwitchContext {
     const cglfx& fx;
+    const glfxhostmap& map;
     int count;
     EffectData* d;
     PF_InData* in_data;
@@ -83,11 +84,16 @@ struct SwitchContext {
 // huge max must not overflow.
 PF_Err applyGroupSwitch(SwitchContext& c, long long first, long long last, long long selected)
 {
-    const bool hideMode = first > kHideModeGroup;
+    const bool hideMode = first > glfxlimits::kHideModeGroup;
     PF_Err err = PF_Err_NONE;
     for (int j = 1; j < c.count; ++j) {
         const glfxpar& pj = c.fx.par[j];
-        for (int k = 0; k < 5; ++k) {
+        // A parameter without a host control has nothing to show or hide.
+        const int position = c.map.position[j];
+        if (position == glfxhostmap::kNotAdded)
+            continue;
+        PF_ParamDef* hostParam = c.params[position];
+        for (int k = 0; k < glfxlimits::kGroupSlots; ++k) {
             const int g = pj.group[k];
             if (g < 1)
                 break;
@@ -96,14 +102,14 @@ PF_Err applyGroupSwitch(SwitchContext& c, long long first, long long last, long 
             const bool off = g != selected;
 
             PF_ParamDef copy{};
-            if (c.params[j])
-                copy = *c.params[j];
+            if (hostParam)
+                copy = *hostParam;
             if (hideMode) {
-                c.d->visibility[j] = off ? 2 : -2;
+                c.d->visibility[j] = off ? glfxvisibility::kHidden : glfxvisibility::kShownAgain;
                 copy.ui_flags =
                     off ? (copy.ui_flags | PF_PUI_INVISIBLE) : (copy.ui_flags & ~PF_PUI_INVISIBLE);
             } else {
-                c.d->visibility[j] = off ? 1 : -1;
+                c.d->visibility[j] = off ? glfxvisibility::kDisabled : glfxvisibility::kEnabledAgain;
                 copy.ui_flags = off ? (copy.ui_flags | PF_PUI_DISABLED) : (copy.ui_flags & ~PF_PUI_DISABLED);
             }
 
@@ -111,7 +117,7 @@ PF_Err applyGroupSwitch(SwitchContext& c, long long first, long long last, long 
                 const std::string& name = k == 0 ? pj.name : pj.names[k - 1];
                 // A failure here only skips this parameter's stream changes;
                 // the UI update below decides the pending error.
-                err = c.streams.update(j,
+                err = c.streams.update(position,
                                        hideMode ? (off ? StreamAccess::kHide : StreamAccess::kShow)
                                                 : StreamAccess::kLeaveHidden,
                                        name.c_str());
@@ -124,9 +130,9 @@ PF_Err applyGroupSwitch(SwitchContext& c, long long first, long long last, long 
             }
 
             PF_ParamUtilsSuite3* utils = c.suites.ParamUtilsSuite();
-            if (utils && utils->PF_UpdateParamUI && c.params[j]) {
+            if (utils && utils->PF_UpdateParamUI && hostParam) {
                 copy.uu.change_flags = PF_ChangeFlag_CHANGED_VALUE;
-                err = utils->PF_UpdateParamUI(c.in_data->effect_ref, j, &copy);
+                err = utils->PF_UpdateParamUI(c.in_data->effect_ref, position, &copy);
             } else {
                 err = PF_Err_BAD_CALLBACK_PARAM;
             }
@@ -190,8 +196,10 @@ PF_Err ParamsChanged(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** par
 {
     if (!in_data || !out_data)
         return PF_Err_BAD_CALLBACK_PARAM;
-    EffectData* d =
-        in_data->sequence_data ? *reinterpret_cast<EffectData**>(in_data->sequence_data) : nullptr;
+    // The record's pointers are trusted only as views of its live owner.
+    EffectData* d = glfxowner::adopt(
+        in_data->sequence_data ? *reinterpret_cast<EffectData**>(in_data->sequence_data) : nullptr,
+        in_data->sequence_data);
     if (!d)
         return PF_Err_INTERNAL_STRUCT_DAMAGED;
     if (!extra)
@@ -200,11 +208,14 @@ PF_Err ParamsChanged(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** par
 
     const cglfx& fx = glfxDescription();
     const int count = std::min(fx.settings.params, glfxlimits::kMaxParams);
-    const int c = extra->param_index;
-    if (!params || c < 0 || c >= count || !params[c])
+    const glfxhostmap map = hostPositions(fx);
+    // The host names the changed parameter by its position in its array.
+    const int changed = extra->param_index;
+    if (!params || changed < 0 || changed >= map.count || !params[changed])
         return PF_Err_BAD_CALLBACK_PARAM;
+    const int c = map.index[changed];
     const glfxpar& dc = fx.par[c];
-    const int v = intValue(dc, *params[c]);
+    const int v = intValue(dc, *params[changed]);
 
     const GlobalData* global =
         in_data->global_data ? *reinterpret_cast<GlobalData**>(in_data->global_data) : nullptr;
@@ -216,31 +227,35 @@ PF_Err ParamsChanged(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** par
         const long long first = -static_cast<long long>(dc.group[0]);
         const long long last = first + std::max(1, valueToInt(dc.max));
         const long long selected = first + v - (dc.type == GLFX_POPUP ? 1 : 0);
-        SwitchContext ctx{fx, count, d, in_data, params, suites, streams};
+        SwitchContext ctx{fx, map, count, d, in_data, params, suites, streams};
         err = applyGroupSwitch(ctx, first, last, selected);
     }
 
     switch (dc.flags) {
-    case 1:
+    case glfxflags::kIntegerDefine:
         if ((dc.type == GLFX_CHECK || dc.type == GLFX_POPUP) && d->defines) {
             (*d->defines)[glfxtext::definePrefix() + dc.uniform] = intToString(v);
             d->rebuild = true;
         }
         break;
-    case 2:
+    case glfxflags::kTextDefine:
         if (dc.type == GLFX_POPUP && d->defines) {
             (*d->defines)[glfxtext::definePrefix() + dc.uniform] = popupItemClamped(dc, v - 1);
             d->rebuild = true;
         }
         break;
-    case 3:
+    case glfxflags::kPreset:
         if (dc.type == GLFX_POPUP) {
             const auto preset = fx.settings.presets.find({c, v - 1});
             if (preset != fx.settings.presets.end()) {
                 for (const auto& [t, def] : preset->second.values) {
-                    if (t < 0 || t >= count || !params[t])
+                    // A target without a host control keeps its default.
+                    if (t < 0 || t >= count || map.position[t] == glfxhostmap::kNotAdded)
                         continue;
-                    applyPresetValue(fx, d, params[t], t, def);
+                    PF_ParamDef* target = params[map.position[t]];
+                    if (!target)
+                        continue;
+                    applyPresetValue(fx, d, target, t, def);
                 }
             }
         }

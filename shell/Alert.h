@@ -4,13 +4,14 @@
 #include <cstddef>
 #include <string>
 
+#include "glfx/codes.h"
 #include "sdk/AE_Effect.h"
 
 namespace glfxshell {
 
 // Size of the buffer a script is copied into, and the longest script passed
 // on (longer ones are cut).
-constexpr std::size_t kScriptBufferSize = 16384;
+constexpr std::size_t kScriptBufferSize = glfxlimits::kScriptBufferSize;
 constexpr std::size_t kMaxScriptLength = 16381;
 
 // The message with quotes and control characters made safe for a

@@ -26,7 +26,7 @@ constexpr PF_OutFlags2 kOutFlags2 = PF_OutFlag2_PARAM_GROUP_START_COLLAPSED_FLAG
                                     PF_OutFlag2_SUPPORTS_SMART_RENDER | PF_OutFlag2_FLOAT_COLOR_AWARE |
                                     PF_OutFlag2_PPRO_DO_NOT_CLONE_SEQUENCE_DATA_FOR_RENDER;
 // Characters of the description shown by About.
-constexpr std::size_t kAboutDescriptionLength = 201;
+constexpr std::size_t kAboutDescriptionLength = glfxlimits::kAboutChars;
 
 inline bool isPremiere(const PF_InData* in_data)
 {
@@ -44,8 +44,14 @@ PF_Err GlobalSetup(PF_InData* in_data, PF_OutData* out_data, cglfx& fx, const ch
 // GLOBAL_SETDOWN: disposes of the global data handle.
 PF_Err GlobalSetdown(PF_InData* in_data, PF_OutData* out_data);
 
+// Global setups not yet matched by a global setdown, process-wide. A host
+// that plays several effects of this library in one process (the frei0r
+// module, the reference host's sessions) sets each up and down on its own;
+// only the last setdown ends the effect in the process.
+int liveGlobalSetups();
+
 // The About text "name version\rdescription" (description with its \r and \n
-// escapes turned into characters and cut to 201 characters).
+// escapes turned into characters and cut to kAboutDescriptionLength characters).
 std::string aboutDescription(const cglfx& fx);
 
 // ABOUT: writes the About text into out_data->return_msg (nothing under

@@ -22,12 +22,13 @@ bool buildParamDef(const glfxpar& par, int index, PF_ParamDef& def);
 void copyParamName(const PF_InData* in_data, PF_ParamDef& def, const std::string& name);
 
 // Adds description parameters 1 .. count-1 (parameter 0 is the input layer,
-// which the host supplies) and sets out_data->num_params to the count. The
+// which the host supplies) and sets out_data->num_params to the number of
+// host positions (what was added, plus the input layer). The
 // first add_param error ends the command and is returned.
 PF_Err ParamsSetup(PF_InData* in_data, PF_OutData* out_data, const cglfx& fx);
 
 // The parameter count used for the host: the description's, kept within
-// 1 .. 128 (the input layer always exists; the table holds 128).
+// 1 .. kMaxParams (the input layer always exists; the table holds no more).
 int hostParamCount(const cglfx& fx);
 
 } // namespace glfxshell

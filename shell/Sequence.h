@@ -12,18 +12,16 @@ namespace glfxshell {
 // no data, or is known to be smaller than one record.
 EffectData* recordOf(const PF_InData* in_data, PF_Handle handle);
 
-// Releases what the record owns in this process: the GPU context and the
-// defines (releaseContext), the layer and output buffers (malloc'ed, so freed with free()).
-// Afterwards every pointer in the record is null and `rebuild` is set when a
-// context was released.
-void releaseInstance(EffectData* d, bool uninit);
+// The record of `handle` made live for this command (glfxowner::adopt): its
+// pointer fields are views of this instance's owner, or null when the bytes
+// came from elsewhere (another process, build or a tampered project).
+EffectData* liveRecord(const PF_InData* in_data, PF_Handle handle);
 
 } // namespace glfxshell
 
 // Makes sure the sequence-data handle holds exactly one record:
 // resizes a handle of the wrong size (the bytes that fit are kept, added bytes
-// are zeroed and every pointer in the record is cleared without being
-// released), or allocates a new zero-filled one into out_data->sequence_data
+// are zeroed and every pointer in the record is dropped without being read), or allocates a new zero-filled one into out_data->sequence_data
 // and sets flat_sdata_size. An allocation failure puts an out-of-memory message
 // in return_msg and returns PF_Err_INTERNAL_STRUCT_DAMAGED.
 PF_Err SequenceSetup(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** params, PF_LayerDef* output);

@@ -71,8 +71,8 @@ void BM_ProcessGL(benchmark::State& state)
         for (auto _ : state)
             benchmark::DoNotOptimize(d.glContext->ProcessGL(&d, GL_RGBA, GL_FLOAT));
     }
-    releaseContext(&d, true);
     std::free(d.outputBuffer);
+    releaseInstance(&d, true);
 }
 
 GLuint buildProgram()

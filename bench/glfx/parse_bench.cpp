@@ -1,6 +1,7 @@
 // Parsing speed of a large description: 127 parameters of every kind, 32
 // passes with routing, presets and a shared "@@" block.
 #include "glfx/cglfx.h"
+#include "glfx/cipher.h"
 #include "glfx/text.h"
 
 #include <benchmark/benchmark.h>

@@ -63,7 +63,7 @@ void soak(benchmark::State& state, glfxhost::HostMode mode)
 void BM_SoakAfterEffects(benchmark::State& state) { soak(state, glfxhost::HostMode::AfterEffects); }
 void BM_SoakPremiere(benchmark::State& state) { soak(state, glfxhost::HostMode::Premiere); }
 
-BENCHMARK(BM_SoakAfterEffects)->Iterations(kFrames)->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_SoakPremiere)->Iterations(kFrames)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_SoakAfterEffects)->Iterations(kFrames)->UseRealTime()->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_SoakPremiere)->Iterations(kFrames)->UseRealTime()->Unit(benchmark::kMicrosecond);
 
 } // namespace

@@ -28,6 +28,7 @@
 #include "gl/gl_api.h"
 #include "glfx/text.h"
 #include "host/Host.h"
+#include "render/MyDoRender.h"
 #include "render/Transfer.h"
 
 namespace {
@@ -109,10 +110,11 @@ struct Instance {
     }
     ~Instance()
     {
-        releaseContext(&d, true);
+        // The buffers are this benchmark's own; the instance's owner holds the rest.
         for (int i = 0; i < 2; ++i)
             std::free(d.layerBuffers[i]);
         std::free(d.outputBuffer);
+        releaseInstance(&d, true);
     }
     static void layer(PF_LayerDef& def, std::vector<std::uint8_t>& px, int seed)
     {

@@ -14,6 +14,7 @@
 
 #include "gl/Description.h"
 #include "gl/EffectData.h"
+#include "render/MyDoRender.h"
 #include "render/Transfer.h"
 
 namespace {

@@ -1,5 +1,6 @@
 // glfx describe, about, pack and help, and the failures of every subcommand.
 #include "cli_run.h"
+#include "glfx/cipher.h"
 #include "glfx/strings.h"
 #include "glfx/text.h"
 

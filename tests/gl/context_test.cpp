@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "gl/GlobalGLContext.h"
+#include "gl/Preamble.h"
 #include "gl_test_util.h"
 
 using namespace gltest;

@@ -1,6 +1,9 @@
 // The built-in effect builds and renders on the driver for several
 // definition settings.
-#include "gl/Defines.h"
+#include <cmath>
+#include <fstream>
+
+#include "gl/Preamble.h"
 #include "gl_test_util.h"
 #include "glfx/text.h"
 

@@ -66,8 +66,8 @@ public:
     }
     ~Instance()
     {
-        releaseContext(&d, true);
         std::free(d.outputBuffer);
+        releaseInstance(&d, true);
     }
     Instance(const Instance&) = delete;
 

@@ -1,6 +1,6 @@
 // Giving an instance its GPU side, and the definitions text built from its
 // parameter values.
-#include "gl/Defines.h"
+#include "gl/Preamble.h"
 #include "gl_test_util.h"
 #include "glfx/strings.h"
 
@@ -53,9 +53,9 @@ TEST(InitContext, FreshContextAndDefinitionsText)
         for (const auto& [key, value] : want)
             text += key + " " + value + "\r\n";
         EXPECT_EQ(getDefines(&d), text);
-        EXPECT_TRUE(releaseContext(&d, false));
+        EXPECT_TRUE(releaseInstance(&d, false));
         EXPECT_TRUE(d.glContext == nullptr && d.defines == nullptr);
-        EXPECT_FALSE(releaseContext(&d, false)) << "nothing held the second time";
+        EXPECT_FALSE(releaseInstance(&d, false)) << "nothing held the second time";
         EXPECT_EQ(getDefines(&d), "") << "no map";
     }
 }

@@ -2,7 +2,7 @@
 // out here from the inputs.
 #include <cstring>
 
-#include "gl/Defines.h"
+#include "gl/Preamble.h"
 #include "gl_test_util.h"
 #include "glfx/strings.h"
 

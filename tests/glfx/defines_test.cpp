@@ -1,6 +1,6 @@
 // Definitions that parameter values contribute to the shader preamble, and
 // the preamble text built from them.
-#include "glfx/defines.h"
+#include "glfx/paramdefines.h"
 
 #include <gtest/gtest.h>
 

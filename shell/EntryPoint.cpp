@@ -7,6 +7,7 @@
 #include <new>
 
 #include "gl/Description.h"
+#include "gl/InstanceOwner.h"
 #include "render/ParamsChanged.h"
 #include "shell/Global.h"
 #include "shell/ParamsSetup.h"
@@ -23,7 +24,14 @@ PF_Err dispatch(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out_data, PF_ParamDe
     switch (cmd) {
     case PF_Cmd_ABOUT: return About(in_data, out_data, fx);
     case PF_Cmd_GLOBAL_SETUP: return GlobalSetup(in_data, out_data, fx, _GLFX_CODE);
-    case PF_Cmd_GLOBAL_SETDOWN: return GlobalSetdown(in_data, out_data);
+    case PF_Cmd_GLOBAL_SETDOWN: {
+        const PF_Err err = GlobalSetdown(in_data, out_data);
+        // The last global setdown ends the effect in this process: instances
+        // that no sequence setdown released go with it.
+        if (liveGlobalSetups() == 0)
+            glfxowner::releaseAll();
+        return err;
+    }
     case PF_Cmd_PARAMS_SETUP: return ParamsSetup(in_data, out_data, fx);
     case PF_Cmd_SEQUENCE_SETUP: return SequenceSetupCommand(in_data, out_data, params, output, fx);
     case PF_Cmd_SEQUENCE_RESETUP: return SequenceResetup(in_data, out_data, params, output);

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <string>
 
+#include "glfx/hostmap.h"
 #include "sdk/AE_EffectCB.h"
 
 namespace glfxshell {
@@ -51,7 +52,8 @@ void fillSlider(const glfxpar& p, int precision, PF_ParamDef& def)
     fs.slider_max = p.max;
     fs.dephault = p.def[0];
     fs.precision = static_cast<A_short>(precision);
-    fs.display_flags = p.flags > 0 ? PF_ValueDisplayFlag_PERCENT : PF_ValueDisplayFlag_NONE;
+    fs.display_flags =
+        p.flags > glfxflags::kPercentAbove ? PF_ValueDisplayFlag_PERCENT : PF_ValueDisplayFlag_NONE;
     fs.fs_flags = 0;
     fs.curve_tolerance = 0.05f;
     def.flags = 0;
@@ -62,9 +64,9 @@ void fillSlider(const glfxpar& p, int precision, PF_ParamDef& def)
 bool buildParamDef(const glfxpar& p, int index, PF_ParamDef& def)
 {
     std::memset(&def, 0, sizeof def);
-    if (p.visibility == 1)
+    if (p.visibility == glfxvisibility::kDisabled)
         def.ui_flags = PF_PUI_DISABLED;
-    else if (p.visibility == 2)
+    else if (p.visibility == glfxvisibility::kHidden)
         def.ui_flags = PF_PUI_INVISIBLE;
 
     switch (p.type) {
@@ -120,8 +122,8 @@ bool buildParamDef(const glfxpar& p, int index, PF_ParamDef& def)
         // Defaults are fractions of the layer; the host takes percent, at
         // most 10000.
         def.param_type = PF_Param_POINT;
-        const int x = std::min(truncToInt(p.def[0] * 100.0), 10000);
-        const int y = std::min(truncToInt(p.def[1] * 100.0), 10000);
+        const int x = std::min(truncToInt(p.def[0] * 100.0), glfxlimits::kMaxPointPercent);
+        const int y = std::min(truncToInt(p.def[1] * 100.0), glfxlimits::kMaxPointPercent);
         def.u.td.x_value = def.u.td.x_dephault = toFixed(x);
         def.u.td.y_value = def.u.td.y_dephault = toFixed(y);
         def.u.td.restrict_bounds = 0;
@@ -129,7 +131,7 @@ bool buildParamDef(const glfxpar& p, int index, PF_ParamDef& def)
     }
     case GLFX_TOPIC_START:
         def.param_type = PF_Param_GROUP_START;
-        def.flags = p.flags <= 0 ? PF_ParamFlag_START_COLLAPSED : 0;
+        def.flags = p.flags <= glfxflags::kGroupOpenAbove ? PF_ParamFlag_START_COLLAPSED : 0;
         break;
     case GLFX_TOPIC_END: def.param_type = PF_Param_GROUP_END; break;
     default: return false;
@@ -174,7 +176,9 @@ PF_Err ParamsSetup(PF_InData* in_data, PF_OutData* out_data, const cglfx& fx)
         if (err != PF_Err_NONE)
             return err;
     }
-    out_data->num_params = count;
+    // The input layer and every parameter that was added: a parameter
+    // without a host control takes no place in the host's array.
+    out_data->num_params = hostPositions(fx).count;
     return PF_Err_NONE;
 }
 

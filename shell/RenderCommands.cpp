@@ -7,9 +7,11 @@
 #include <vector>
 
 #include "gl/AE_GL_Context.h"
-#include "gl/Defines.h"
 #include "gl/InitContext.h"
-#include "glfx/defines.h"
+#include "gl/Preamble.h"
+#include "glfx/hostmap.h"
+#include "glfx/paramdefines.h"
+#include "render/GlobalData.h"
 #include "render/MyDoRender.h"
 #include "render/ParamsAssign.h"
 #include "render/Rect.h"
@@ -39,13 +41,20 @@ public:
     PF_Err checkout(const cglfx& fx)
     {
         const int count = hostParamCount(fx);
-        if (count > 1 && !in_->inter.checkout_param)
+        const glfxhostmap map = hostPositions(fx);
+        if (map.count > 1 && !in_->inter.checkout_param)
             return PF_Err_INVALID_CALLBACK;
         for (int i = 1; i < count; ++i) {
+            // A parameter without a host control has nothing to check out;
+            // the others are asked for at the position they were added at.
+            const int position = map.position[i];
+            if (position == glfxhostmap::kNotAdded)
+                continue;
             std::unique_ptr<PF_ParamDef> def(new PF_ParamDef);
             std::memset(def.get(), 0, sizeof(PF_ParamDef));
-            const PF_Err err = in_->inter.checkout_param(in_->effect_ref, i, checkoutTime(in_, fx.par[i]),
-                                                         in_->time_step, in_->time_scale, def.get());
+            const PF_Err err =
+                in_->inter.checkout_param(in_->effect_ref, position, checkoutTime(in_, fx.par[i]),
+                                          in_->time_step, in_->time_scale, def.get());
             if (err != PF_Err_NONE)
                 return err;
             owned_.push_back(std::move(def));
@@ -77,7 +86,14 @@ private:
     std::vector<std::unique_ptr<PF_ParamDef>> owned_;
 };
 
-EffectData* instance(PF_InData* in_data) { return recordOf(in_data, in_data->sequence_data); }
+EffectData* instance(PF_InData* in_data) { return liveRecord(in_data, in_data->sequence_data); }
+
+// Whether the plug-in's global data is there; without it (after global
+// setdown) no snapshot can be taken, and a render builds nothing.
+bool haveGlobalData(const PF_OutData* out_data)
+{
+    return out_data->global_data && *reinterpret_cast<GlobalData**>(out_data->global_data);
+}
 
 void ensureContext(EffectData* d)
 {
@@ -85,14 +101,33 @@ void ensureContext(EffectData* d)
         vInitContext(d);
 }
 
-// ParamsAssign then MyDoRender with the frame's parameters; then the
-// parameters are checked in, whose first error counts only after a
-// successful render.
+// ParamsAssign then MyDoRender with the frame's parameters. A render that
+// cannot take a fresh snapshot fails before anything is drawn. The worlds in
+// the record's layer table are lent for this render only and are forgotten
+// when it ends, whatever happened.
+PF_Err drawFrame(PF_InData* in_data, PF_OutData* out_data, FrameParams& frame, EffectData* d,
+                 PF_LayerDef* input, PF_LayerDef* output)
+{
+    struct ForgetWorlds {
+        EffectData* d;
+        ~ForgetWorlds()
+        {
+            for (PF_LayerDef*& layer : d->layers)
+                layer = nullptr;
+        }
+    } forget{d};
+    const PF_Err err = ParamsAssign(in_data, out_data, frame.array(), input, output, d);
+    if (err != PF_Err_NONE)
+        return err;
+    return MyDoRender(in_data, input, d, out_data, output, frame.array());
+}
+
+// drawFrame, then the parameters are checked in, whose first error counts
+// only after a successful render.
 PF_Err renderFrame(PF_InData* in_data, PF_OutData* out_data, FrameParams& frame, EffectData* d,
                    PF_LayerDef* input, PF_LayerDef* output)
 {
-    ParamsAssign(in_data, out_data, frame.array(), input, output, d);
-    const PF_Err err = MyDoRender(in_data, input, d, out_data, output, frame.array());
+    const PF_Err err = drawFrame(in_data, out_data, frame, d, input, output);
     const PF_Err checkinErr = frame.checkin();
     return err != PF_Err_NONE ? err : checkinErr;
 }
@@ -116,7 +151,7 @@ PF_Err Render(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params[], P
               const cglfx& fx)
 {
     EffectData* d = instance(in_data);
-    if (!d)
+    if (!d || !haveGlobalData(out_data))
         return PF_Err_INTERNAL_STRUCT_DAMAGED;
     ensureContext(d);
     PF_LayerDef* input = (params && params[0]) ? &params[0]->u.ld : nullptr;
@@ -148,13 +183,17 @@ PF_Err SmartPreRender(PF_InData* in_data, PF_OutData* /*out_data*/, PF_PreRender
     // The layer parameters are asked for too, so the host has them at smart
     // render; their extents do not change this effect's.
     const int count = hostParamCount(fx);
+    const glfxhostmap map = hostPositions(fx);
     for (int i = 1; i < count && err == PF_Err_NONE; ++i) {
-        if (fx.par[i].type != GLFX_LAYER)
+        if (fx.par[i].type != GLFX_LAYER || map.position[i] == glfxhostmap::kNotAdded)
             continue;
+        // Index and checkout id are the layer's host position.
+        const int position = map.position[i];
         PF_CheckoutResult layerResult;
         std::memset(&layerResult, 0, sizeof layerResult);
-        err = extra->cb->checkout_layer(in_data->effect_ref, i, i, &request, checkoutTime(in_data, fx.par[i]),
-                                        in_data->time_step, in_data->time_scale, &layerResult);
+        err = extra->cb->checkout_layer(in_data->effect_ref, position, position, &request,
+                                        checkoutTime(in_data, fx.par[i]), in_data->time_step,
+                                        in_data->time_scale, &layerResult);
     }
     return err;
 }
@@ -163,7 +202,7 @@ PF_Err SmartRender(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params
                    PF_SmartRenderExtra* extra, const cglfx& fx)
 {
     EffectData* d = instance(in_data);
-    if (!d)
+    if (!d || !haveGlobalData(out_data))
         return PF_Err_INTERNAL_STRUCT_DAMAGED;
     ensureContext(d);
     if (!extra || !extra->cb || !extra->cb->checkout_layer_pixels || !extra->cb->checkout_output)
@@ -185,8 +224,7 @@ PF_Err SmartRender(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef* params
     err = frame.checkout(fx);
     if (err != PF_Err_NONE)
         return err;
-    ParamsAssign(in_data, out_data, frame.array(), input, output, d);
-    err = MyDoRender(in_data, input, d, out_data, output, frame.array());
+    err = drawFrame(in_data, out_data, frame, d, input, output);
     if (err == PF_Err_NONE && extra->cb->checkin_layer_pixels)
         err = extra->cb->checkin_layer_pixels(in_data->effect_ref, 0);
     const PF_Err checkinErr = frame.checkin();

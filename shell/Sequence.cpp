@@ -6,6 +6,7 @@
 
 #include "gl/AE_GL_Context.h"
 #include "gl/InitContext.h"
+#include "gl/InstanceOwner.h"
 #include "glfx/strings.h"
 #include "sdk/AE_EffectCB.h"
 #include "shell/Global.h"
@@ -27,29 +28,9 @@ void setOutOfMemoryMessage(PF_InData* in_data, PF_OutData* out_data)
     out_data->out_flags |= PF_OutFlag_DISPLAY_ERROR_MESSAGE;
 }
 
-// Clears every pointer of a record read from bytes this process did not
-// write, without releasing anything, together with the sizes that describe
-// the buffers the pointers held.
-void dropPointers(EffectData* d)
+PF_Handle currentHandle(PF_InData* in_data, PF_OutData* out_data)
 {
-    d->glContext = nullptr;
-    d->defines = nullptr;
-    for (int i = 0; i < glfxlimits::kMaxInputs; ++i) {
-        d->layerBuffers[i] = nullptr;
-        d->layers[i] = nullptr;
-        d->layerWidth[i] = d->layerHeight[i] = 0;
-        d->bufferWidth[i] = d->bufferHeight[i] = 0;
-        d->layerSkip[i] = false;
-    }
-    d->outputBuffer = nullptr;
-    d->outputBufferWidth = d->outputBufferHeight = 0;
-}
-
-EffectData* currentRecord(PF_InData* in_data, PF_OutData* out_data)
-{
-    if (in_data->sequence_data)
-        return recordOf(in_data, in_data->sequence_data);
-    return recordOf(in_data, out_data->sequence_data);
+    return in_data->sequence_data ? in_data->sequence_data : out_data->sequence_data;
 }
 
 } // namespace
@@ -64,42 +45,23 @@ EffectData* recordOf(const PF_InData* in_data, PF_Handle handle)
     return static_cast<EffectData*>(*handle);
 }
 
-void releaseInstance(EffectData* d, bool uninit)
+EffectData* liveRecord(const PF_InData* in_data, PF_Handle handle)
 {
-    if (!d)
-        return;
-    if (releaseContext(d, uninit))
-        d->rebuild = true;
-    for (int i = 0; i < glfxlimits::kMaxInputs; ++i) {
-        if (d->layerBuffers[i]) {
-            std::free(d->layerBuffers[i]);
-            d->layerBuffers[i] = nullptr;
-            d->layerWidth[i] = d->layerHeight[i] = 0;
-            d->bufferWidth[i] = d->bufferHeight[i] = 0;
-            d->layerSkip[i] = false;
-        }
-        // Worlds are lent by the host for one render only.
-        d->layers[i] = nullptr;
-    }
-    if (d->outputBuffer) {
-        std::free(d->outputBuffer);
-        d->outputBuffer = nullptr;
-        d->outputBufferWidth = d->outputBufferHeight = 0;
-    }
+    return glfxowner::adopt(recordOf(in_data, handle), handle);
 }
 
 PF_Err SequenceSetupCommand(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** params,
                             PF_LayerDef* output, const cglfx& fx)
 {
     const PF_Err err = SequenceSetup(in_data, out_data, params, output);
-    if (EffectData* d = currentRecord(in_data, out_data)) {
+    if (EffectData* d = liveRecord(in_data, currentHandle(in_data, out_data))) {
         for (int i = 0; i < glfxlimits::kMaxParams; ++i)
             d->visibility[i] = fx.par[i].visibility;
-        delete d->defines;
-        d->defines = nullptr;
+        // A second setup of the same instance releases what the first one's
+        // renders made; stale pointers were dropped unread by liveRecord.
+        releaseInstance(d, true);
         d->isPremiere = isPremiere(in_data);
         d->rebuild = true;
-        d->glContext = nullptr;
     }
     return err;
 }
@@ -110,11 +72,12 @@ PF_Err SequenceResetup(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** p
     const PF_Err err = SequenceSetup(in_data, out_data, params, output);
     if (err != PF_Err_NONE)
         return err;
-    if (EffectData* d = currentRecord(in_data, out_data)) {
-        delete d->defines;
-        d->defines = nullptr;
+    // Pointers in bytes the host hands back are stale unless they are views
+    // of this instance's live owner: liveRecord drops them unread. What a
+    // live owner still holds is released.
+    if (EffectData* d = liveRecord(in_data, currentHandle(in_data, out_data))) {
+        releaseInstance(d, true);
         d->rebuild = true;
-        d->glContext = nullptr;
         d->isPremiere = isPremiere(in_data);
     }
     return PF_Err_NONE;
@@ -122,13 +85,16 @@ PF_Err SequenceResetup(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** p
 
 PF_Err SequenceFlatten(PF_InData* in_data, PF_OutData* /*out_data*/)
 {
-    releaseInstance(recordOf(in_data, in_data->sequence_data), false);
+    if (EffectData* d = liveRecord(in_data, in_data->sequence_data)) {
+        if (releaseInstance(d, false))
+            d->rebuild = true;
+    }
     return PF_Err_NONE;
 }
 
 PF_Err SequenceSetdown(PF_InData* in_data, PF_OutData* out_data)
 {
-    releaseInstance(recordOf(in_data, in_data->sequence_data), true);
+    releaseInstance(liveRecord(in_data, in_data->sequence_data), true);
     if (PF_Handle h = in_data->sequence_data) {
         const std::int64_t size = handleSize(in_data, h);
         if (size >= 0 && size != static_cast<std::int64_t>(kRecordSize))
@@ -149,6 +115,10 @@ PF_Err SequenceSetup(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** /*p
     if (in_data->sequence_data) {
         const std::int64_t size = handleSize(in_data, in_data->sequence_data);
         if (size >= 0 && size != static_cast<std::int64_t>(kRecordSize)) {
+            // A record of this instance that the host grew keeps nothing: what
+            // its live owner held is released before the bytes move.
+            if (size > static_cast<std::int64_t>(kRecordSize))
+                releaseInstance(liveRecord(in_data, in_data->sequence_data), true);
             PF_Handle h = in_data->sequence_data;
             const PF_Err err = resizeHandle(in_data, kRecordSize, &h);
             if (err != PF_Err_NONE)
@@ -163,7 +133,7 @@ PF_Err SequenceSetup(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** /*p
             if (*h && kept < kRecordSize)
                 std::memset(static_cast<char*>(*h) + kept, 0, kRecordSize - kept);
             if (*h)
-                dropPointers(static_cast<EffectData*>(*h));
+                glfxowner::adopt(static_cast<EffectData*>(*h), h);
         }
         return PF_Err_NONE;
     }

@@ -1,5 +1,6 @@
 #include "shell/Global.h"
 
+#include <atomic>
 #include <cstdio>
 #include <cstring>
 
@@ -79,8 +80,15 @@ void loadDescription(cglfx& fx, const char* embedded)
     fx.parse(text);
 }
 
+namespace {
+std::atomic<int> globalSetups{0};
+} // namespace
+
+int liveGlobalSetups() { return globalSetups.load(); }
+
 PF_Err GlobalSetup(PF_InData* in_data, PF_OutData* out_data, cglfx& fx, const char* embedded)
 {
+    ++globalSetups;
     out_data->my_version = kVersion;
     out_data->out_flags = kOutFlags;
     out_data->out_flags2 = kOutFlags2;
@@ -100,6 +108,10 @@ PF_Err GlobalSetup(PF_InData* in_data, PF_OutData* out_data, cglfx& fx, const ch
 
 PF_Err GlobalSetdown(PF_InData* in_data, PF_OutData* /*out_data*/)
 {
+    // A setdown without a setup (a host sending commands out of order) does
+    // not count below zero.
+    int live = globalSetups.load();
+    while (live > 0 && !globalSetups.compare_exchange_weak(live, live - 1)) {}
     AEGP_SuiteHandler suites(in_data->pica_basicP);
     if (in_data->global_data) {
         PF_HandleSuite1* handles = suites.HandleSuite1();

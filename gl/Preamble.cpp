@@ -1,7 +1,7 @@
-#include "gl/Defines.h"
+#include "gl/Preamble.h"
 
 #include "gl/Description.h"
-#include "glfx/defines.h"
+#include "glfx/paramdefines.h"
 #include "glfx/strings.h"
 
 std::string getDefines(EffectData* data)

@@ -1,4 +1,4 @@
-#include "glfx/defines.h"
+#include "glfx/paramdefines.h"
 
 #include "glfx/strings.h"
 #include "glfx/text.h"
@@ -40,9 +40,9 @@ void updateParamDefines(const cglfx& fx, const float (*values)[4],
     for (int i = 1; i < count; ++i) {
         const glfxpar& par = fx.par[i];
         const int v = valueToInt(values[i][0]);
-        if (par.flags == 1 && (par.type == GLFX_CHECK || par.type == GLFX_POPUP)) {
+        if (par.flags == glfxflags::kIntegerDefine && (par.type == GLFX_CHECK || par.type == GLFX_POPUP)) {
             defines[prefix + par.uniform] = intToString(v);
-        } else if (par.flags == 2 && par.type == GLFX_POPUP) {
+        } else if (par.flags == glfxflags::kTextDefine && par.type == GLFX_POPUP) {
             if (!par.items.empty())
                 defines[prefix + par.uniform] = popupItemClamped(par, v);
         }
