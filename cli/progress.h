@@ -16,6 +16,7 @@ public:
     void end();
 
 private:
+    // All owned by the bar, written by the rendering thread only.
     int64_t total_;
     bool enabled_;
     bool shown_ = false;

@@ -48,6 +48,7 @@ struct AudioCarry::Stream {
 namespace {
 
 constexpr double kToTheEnd = 1e300;
+constexpr int64_t kReencodeBitrate = 160000; // bits a second for AAC and Opus made here
 
 [[noreturn]] void fail(const std::string& what, int code)
 {
@@ -135,7 +136,7 @@ void AudioCarry::open()
             av_channel_layout_default(&s->enc->ch_layout,
                                       std::min(2, std::max(1, s->dec->ch_layout.nb_channels)));
             s->enc->time_base = {1, rate};
-            s->enc->bit_rate = 160000;
+            s->enc->bit_rate = kReencodeBitrate;
             s->enc->strict_std_compliance = FF_COMPLIANCE_EXPERIMENTAL;
             if (out->oformat->flags & AVFMT_GLOBALHEADER)
                 s->enc->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
