@@ -12,9 +12,22 @@ class App;
 
 namespace glfxcli {
 
+// One failure: its line, details shown indented under it (a library's or
+// a compiler's own words), and the exit status.
 struct CommandError : std::runtime_error {
-    using std::runtime_error::runtime_error;
+    static constexpr int kFailure = 1;
+    explicit CommandError(const std::string& what, int exitStatus = kFailure, std::string detail = {})
+        : std::runtime_error(what), status(exitStatus), details(std::move(detail))
+    {}
+    CommandError(const std::string& what, std::string detail)
+        : CommandError(what, kFailure, std::move(detail))
+    {}
+    int status;
+    std::string details;
 };
+
+// Details lines indented for printing under a failure's line.
+std::string indented(const std::string& details);
 
 // Reads a whole file; throws CommandError naming the file when it cannot be
 // opened or read.

@@ -1,5 +1,6 @@
 // glfx: the command-line tool for effect authors.
 #include "cli/commands.h"
+#include "media/MediaError.h"
 
 #include <CLI/CLI.hpp>
 
@@ -23,6 +24,21 @@ std::string readTextFile(const std::string& path)
     return text.str();
 }
 
+std::string indented(const std::string& details)
+{
+    std::string out;
+    size_t start = 0;
+    while (start < details.size()) {
+        size_t nl = details.find('\n', start);
+        if (nl == std::string::npos)
+            nl = details.size();
+        if (nl > start)
+            out += "    " + details.substr(start, nl - start) + "\n";
+        start = nl + 1;
+    }
+    return out;
+}
+
 } // namespace glfxcli
 
 int main(int argc, char** argv)
@@ -38,8 +54,14 @@ int main(int argc, char** argv)
     } catch (const CLI::ParseError& e) {
         return app.exit(e);
     } catch (const glfxcli::CommandError& e) {
-        std::cerr << "glfx: " << e.what() << "\n";
-        return 1;
+        std::cerr << "glfx: " << e.what() << "\n" << glfxcli::indented(e.details);
+        return e.status;
+    } catch (const media::MediaError& e) {
+        std::cerr << "glfx: " << e.what() << "\n" << glfxcli::indented(e.details);
+        return glfxcli::CommandError::kFailure;
+    } catch (const std::bad_alloc&) {
+        std::cerr << "glfx: out of memory\n";
+        return glfxcli::CommandError::kFailure;
     } catch (const std::exception& e) {
         std::cerr << "glfx: " << e.what() << "\n";
         return 1;

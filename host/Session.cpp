@@ -71,7 +71,11 @@ void Session::setFrameRate(double fps)
 {
     if (!(fps > 0.0) || fps > 1000.0)
         throw std::invalid_argument("frame rate must be in (0, 1000]");
-    setTimeBase(static_cast<A_u_long>(std::llround(fps * 1000.0)), 1000);
+    // The host counts in 1/10000 s, so that current time × 0.0001 (the
+    // shaders' time) reads seconds; a frame lasts its duration rounded to
+    // that unit.
+    setTimeBase(kTimeUnitsPerSecond,
+                static_cast<A_long>(std::max(1LL, std::llround(kTimeUnitsPerSecond / fps))));
 }
 
 A_long Session::timeAt(double seconds) const

@@ -43,7 +43,10 @@ public:
 
     /* Time base: time_scale units a second and time_step units a frame.
        Default 30000 and 1000 (30 frames a second). setFrameRate(fps) sets
-       time_scale = round(fps × 1000) and time_step = 1000. */
+       time_scale = kTimeUnitsPerSecond (10000, so that the shaders' time,
+       current time × 0.0001, reads seconds) and time_step = the frame
+       duration rounded to that unit. */
+    static constexpr A_u_long kTimeUnitsPerSecond = 10000;
     void setTimeBase(A_u_long timeScale, A_long timeStep);
     void setFrameRate(double fps);
     A_u_long timeScale() const { return timeScale_; }

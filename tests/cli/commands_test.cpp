@@ -234,7 +234,10 @@ TEST(Glfx, FailuresSayWhyAndLeaveNothingBehind)
         EXPECT_TRUE(r.out.empty()) << args;
         const std::string err = r.err.substr(0, r.err.find_last_not_of('\n') + 1);
         EXPECT_NE(err.find(c.message), std::string::npos) << args << "\n" << r.err;
-        EXPECT_EQ(err.substr(err.rfind('\n') + 1).rfind("glfx: ", 0), 0u) << args << "\n" << r.err;
+        // The first line is the one error line; details are indented under it.
+        EXPECT_EQ(err.rfind("glfx: ", 0), 0u) << args << "\n" << r.err;
+        for (size_t nl = err.find('\n'); nl != std::string::npos; nl = err.find('\n', nl + 1))
+            EXPECT_EQ(err[nl + 1], ' ') << args << "\n" << r.err;
         EXPECT_EQ(s.files(), before) << args;
     }
 }

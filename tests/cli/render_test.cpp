@@ -101,8 +101,8 @@ TEST(Render, PassThroughPerDepthAndHost)
 // Colours are stored in 8 bits (0.8 is 204 / 255); popups count from 0 in
 // shaders; angles reach shaders as whole degrees rounded down, points as
 // layer pixels (the default (50 %, 25 %) of 200 x 80 is (100, 20)); a preset
-// popup writes its values, which later --set options override; time 0.5 s at
-// 30 frames a second is 15000 host units of 30000 a second.
+// popup writes its values, which later --set options override; time 0.5 s is
+// 5000 host units of 10000 a second, which the shader reads as seconds.
 TEST(Render, SetValuesReachTheShader)
 {
     NEED_PLUGIN();
@@ -121,7 +121,7 @@ TEST(Render, SetValuesReachTheShader)
                  {"--set look=warm", {{0, 0.5f}}},
                  {"--set look=warm --set level=0.1", {{0, 0.1f}}},
                  {"--set level=0.1 --set look=cold", {{0, 0.75f}}},
-                 {"--time 0.5", {{7, 1.5f}}}};
+                 {"--time 0.5", {{7, 0.5f}}}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.sets);
         Scratch s;
@@ -146,8 +146,8 @@ TEST(Render, FrameRangeWritesOneFilePerFrameAtItsTime)
         glfx(render(s, kValues, "--size 2x2 --depth 32 --fps 25 --frames 3-5 -o " + q(s.path("f.###.exr"))));
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(s.files(), (std::vector<std::string>{"f.003.exr", "f.004.exr", "f.005.exr", "fx.glfx"}));
-    for (int f = 3; f <= 5; ++f) // frame f: f x 1000 host units at 25000 a second
-        EXPECT_NEAR(readPixels(s.path("f.00" + std::to_string(f) + ".exr")).at(1, 1, 3), f * 1000 * 0.0001f,
+    for (int f = 3; f <= 5; ++f) // frame f: f x 400 host units at 10000 a second
+        EXPECT_NEAR(readPixels(s.path("f.00" + std::to_string(f) + ".exr")).at(1, 1, 3), f * 400 * 0.0001f,
                     1e-6f);
 }
 

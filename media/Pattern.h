@@ -1,9 +1,12 @@
-// The test pattern glfx render uses when no input image is given.
+// The generated test pattern: what glfx render shows an effect with when no
+// input is given.
 #pragma once
+
+#include "media/Frame.h"
 
 #include <vector>
 
-namespace glfxcli {
+namespace media {
 
 // A width × height RGBA float pattern (top row first) made to show what an
 // effect does: colour bars, a grey ramp and a hue sweep (grading, tone
@@ -13,4 +16,7 @@ namespace glfxcli {
 // the highlights go above 1 (for float worlds). Alpha is 1 everywhere.
 std::vector<float> testPattern(int width, int height, bool overbright);
 
-} // namespace glfxcli
+// The pattern drawn into a frame at its depth (overbright for float frames).
+void drawPattern(const FrameView& to);
+
+} // namespace media

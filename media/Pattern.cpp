@@ -1,9 +1,9 @@
-#include "cli/pattern.h"
+#include "media/Pattern.h"
 
 #include <algorithm>
 #include <cmath>
 
-namespace glfxcli {
+namespace media {
 
 namespace {
 
@@ -110,4 +110,26 @@ std::vector<float> testPattern(int width, int height, bool overbright)
     return px;
 }
 
-} // namespace glfxcli
+void drawPattern(const FrameView& to)
+{
+    const std::vector<float> px = testPattern(to.width, to.height, to.depth == kDepth32);
+    const int slots[4] = {to.redSlot(), to.greenSlot(), to.blueSlot(), to.alphaSlot()};
+    for (int y = 0; y < to.height; ++y) {
+        uint8_t* row = to.row(y);
+        for (int x = 0; x < to.width; ++x) {
+            const float* p = &px[(size_t(y) * to.width + x) * 4];
+            for (int c = 0; c < 4; ++c) {
+                const float v = p[c];
+                if (to.depth == kDepth8)
+                    row[x * 4 + slots[c]] = uint8_t(std::lround(std::clamp(v, 0.0f, 1.0f) * 255.0f));
+                else if (to.depth == kDepth16)
+                    reinterpret_cast<uint16_t*>(row)[x * 4 + slots[c]] =
+                        uint16_t(std::lround(std::clamp(v, 0.0f, 1.0f) * kWhite16));
+                else
+                    reinterpret_cast<float*>(row)[x * 4 + slots[c]] = v;
+            }
+        }
+    }
+}
+
+} // namespace media

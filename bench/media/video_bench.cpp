@@ -1,0 +1,226 @@
+// glfx render on video. The headline: a 10 s 1080p 8-bit H.264 clip (made
+// here from ffmpeg's test source) through a one-pass gain effect back to
+// H.264, against GStreamer doing the same work when its tools are installed
+// (decodebin, glshader with the same shader, x264enc at the same settings),
+// and against the stages alone (decode only, encode only), to show the
+// pipeline runs at its slowest stage rather than the sum of its stages.
+// Also: a 1080p TIFF sequence range in and out, and RSS over a 10,000-frame
+// run (sampled early and late: it must stay flat).
+//
+// Frames a second are reported as counters (fps); wall times are real time.
+#include "media/Sink.h"
+#include "media/Source.h"
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <signal.h>
+#include <sstream>
+#include <string>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+const char* kGain =
+    "[settings]\nname=Gain\ninterp=0\n[par1]\nparam=gain\ntype=float\nmin=0\nmax=4\ndefault=1.2\n"
+    "[ps0]\nuniform sampler2D in0;\nuniform float gain;\n"
+    "void main() { vec4 c = texture2D(in0, gl_TexCoord[0].st); gl_FragColor = vec4(c.rgb * gain, "
+    "c.a); }\n";
+
+// The shader GStreamer's glshader runs: the same gain on the same texture.
+const char* kGstGain =
+    "#version 100\n#ifdef GL_ES\nprecision mediump float;\n#endif\n"
+    "varying vec2 v_texcoord;\nuniform sampler2D tex;\n"
+    "void main() { vec4 c = texture2D(tex, v_texcoord); gl_FragColor = vec4(c.rgb * 1.2, c.a); }\n";
+
+struct Workspace {
+    std::string dir;
+    std::string clip; // 10 s, 1920x1080, 30 fps, 8-bit H.264
+    std::string fx;   // the gain effect
+    std::string glfx; // the command
+    Workspace()
+    {
+        char tmpl[] = "/tmp/glfx-media-bench-XXXXXX";
+        dir = mkdtemp(tmpl);
+        clip = dir + "/clip.mp4";
+        fx = dir + "/gain.glfx";
+        glfx = std::string(GLFX_BINARY_DIR) + "/glfx";
+        std::ofstream(fx) << kGain;
+        std::ofstream(dir + "/gain.frag") << kGstGain;
+        sh("ffmpeg -v error -y -f lavfi -i testsrc2=s=1920x1080:r=30:d=10 -c:v libx264 -crf 18 -pix_fmt "
+           "yuv420p "
+           "-colorspace bt709 " +
+           clip);
+    }
+    ~Workspace() { sh("rm -rf '" + dir + "'"); }
+    static int sh(const std::string& cmd) { return std::system(cmd.c_str()); }
+};
+
+Workspace& ws()
+{
+    static Workspace w;
+    return w;
+}
+
+double seconds(std::chrono::steady_clock::time_point since)
+{
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - since).count();
+}
+
+void report(benchmark::State& state, int64_t frames, double wall)
+{
+    state.SetIterationTime(wall);
+    state.counters["fps"] = double(frames) / wall;
+    state.counters["frames"] = double(frames);
+}
+
+void BM_DecodeOnly(benchmark::State& state)
+{
+    ws(); // the clip is made before the clock starts
+    for (auto _ : state) {
+        const auto t0 = std::chrono::steady_clock::now();
+        auto src = media::openSource(ws().clip);
+        media::FrameBuffer f(src->info().width, src->info().height, media::kDepth8);
+        double t;
+        int64_t n = 0;
+        while (src->read(&f.view(), t))
+            ++n;
+        report(state, n, seconds(t0));
+    }
+}
+
+void BM_EncodeOnly(benchmark::State& state)
+{
+    ws();
+    for (auto _ : state) {
+        auto pattern = media::openPattern(1920, 1080);
+        media::FrameBuffer f(1920, 1080, media::kDepth8);
+        double t;
+        pattern->read(&f.view(), t);
+        const auto t0 = std::chrono::steady_clock::now();
+        media::VideoSettings vs;
+        vs.fps = 30;
+        auto sink = media::openSink(ws().dir + "/encoded.mp4", 1920, 1080, media::kDepth8, vs);
+        for (int i = 0; i < 300; ++i)
+            sink->write(f.view(), i, i / 30.0);
+        sink->finish();
+        report(state, 300, seconds(t0));
+    }
+}
+
+void BM_GlfxRenderH264(benchmark::State& state)
+{
+    for (auto _ : state) {
+        const auto t0 = std::chrono::steady_clock::now();
+        const int rc = Workspace::sh("'" + ws().glfx + "' render -q --effect '" + ws().fx + "' '" +
+                                     ws().clip + "' -o '" + ws().dir + "/graded.mp4'");
+        if (rc != 0)
+            state.SkipWithError("glfx render failed");
+        report(state, 300, seconds(t0));
+    }
+}
+
+void BM_GStreamerH264(benchmark::State& state)
+{
+    if (Workspace::sh("command -v gst-launch-1.0 >/dev/null 2>&1") != 0) {
+        state.SkipWithError(
+            "gst-launch-1.0 is not installed (GStreamer's tools, base, good and gl plug-ins)");
+        return;
+    }
+    for (auto _ : state) {
+        const auto t0 = std::chrono::steady_clock::now();
+        const int rc = Workspace::sh(
+            "gst-launch-1.0 -q filesrc location='" + ws().clip +
+            "' ! decodebin ! videoconvert ! glupload ! "
+            "glshader fragment=\"$(cat '" +
+            ws().dir +
+            "/gain.frag')\" ! gldownload ! videoconvert ! "
+            "x264enc speed-preset=medium pass=quant quantizer=18 ! mp4mux ! filesink location='" +
+            ws().dir + "/gst.mp4' >/dev/null 2>&1");
+        if (rc != 0)
+            state.SkipWithError("the GStreamer pipeline failed");
+        report(state, 300, seconds(t0));
+    }
+}
+
+// 30 frames of a 1080p 8-bit TIFF sequence in and out.
+void BM_TiffSequence(benchmark::State& state)
+{
+    Workspace::sh("mkdir -p '" + ws().dir + "/tif' && ffmpeg -v error -y -i '" + ws().clip +
+                  "' -frames:v 30 -pix_fmt rgb24 '" + ws().dir + "/tif/in.%04d.tif'");
+    for (auto _ : state) {
+        const auto t0 = std::chrono::steady_clock::now();
+        const int rc =
+            Workspace::sh("'" + ws().glfx + "' render -q --effect '" + ws().fx + "' '" + ws().dir +
+                          "/tif/in.####.tif' --frames 1-30 -o '" + ws().dir + "/tif/out.####.tif'");
+        if (rc != 0)
+            state.SkipWithError("glfx render failed");
+        report(state, 30, seconds(t0));
+    }
+}
+
+long rssKb(pid_t pid)
+{
+    std::ifstream in("/proc/" + std::to_string(pid) + "/status");
+    std::string key;
+    long kb = -1;
+    for (std::string line; std::getline(in, line);)
+        if (line.rfind("VmRSS:", 0) == 0)
+            std::istringstream(line.substr(6)) >> kb;
+    return kb;
+}
+
+// 10,000 small frames (320x180 at 100 fps) through the gain effect into FFV1;
+// RSS sampled every 0.2 s: the largest in the first and in the last tenth of
+// the run's samples.
+void BM_LongRunRss(benchmark::State& state)
+{
+    const std::string clip = ws().dir + "/long.mkv";
+    Workspace::sh("ffmpeg -v error -y -f lavfi -i testsrc2=s=320x180:r=100:d=100 -c:v ffv1 '" + clip + "'");
+    for (auto _ : state) {
+        const auto t0 = std::chrono::steady_clock::now();
+        const pid_t pid = fork();
+        if (pid == 0) {
+            execl(ws().glfx.c_str(), "glfx", "render", "-q", "--effect", ws().fx.c_str(), clip.c_str(), "-o",
+                  (ws().dir + "/long-out.mkv").c_str(), static_cast<char*>(nullptr));
+            _exit(127);
+        }
+        std::vector<long> samples;
+        int status = 0;
+        while (waitpid(pid, &status, WNOHANG) == 0) {
+            const long kb = rssKb(pid);
+            if (kb > 0)
+                samples.push_back(kb);
+            std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        }
+        if (!WIFEXITED(status) || WEXITSTATUS(status) != 0 || samples.size() < 10) {
+            state.SkipWithError("glfx render failed or ended too soon");
+            continue;
+        }
+        const size_t tenth = samples.size() / 10;
+        long early = 0, late = 0;
+        for (size_t i = tenth; i < 2 * tenth; ++i) // after start-up
+            early = std::max(early, samples[i]);
+        for (size_t i = samples.size() - tenth; i < samples.size(); ++i)
+            late = std::max(late, samples[i]);
+        report(state, 10000, seconds(t0));
+        state.counters["rss_early_MiB"] = early / 1024.0;
+        state.counters["rss_late_MiB"] = late / 1024.0;
+    }
+}
+
+BENCHMARK(BM_DecodeOnly)->Unit(benchmark::kSecond)->UseManualTime()->Iterations(1);
+BENCHMARK(BM_EncodeOnly)->Unit(benchmark::kSecond)->UseManualTime()->Iterations(1);
+BENCHMARK(BM_GlfxRenderH264)->Unit(benchmark::kSecond)->UseManualTime()->Iterations(1);
+BENCHMARK(BM_GStreamerH264)->Unit(benchmark::kSecond)->UseManualTime()->Iterations(1);
+BENCHMARK(BM_TiffSequence)->Unit(benchmark::kSecond)->UseManualTime()->Iterations(1);
+BENCHMARK(BM_LongRunRss)->Unit(benchmark::kSecond)->UseManualTime()->Iterations(1);
+
+} // namespace
