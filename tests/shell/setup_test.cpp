@@ -46,9 +46,10 @@ TEST(GlobalSetup, AnswersPerHostAndFailuresOfTheGlobalRecord)
         EXPECT_EQ(r.supportedFormats,
                   pr ? std::vector<PrPixelFormat>{PrPixelFormat_BGRA_4444_8u} : std::vector<PrPixelFormat>{});
         EXPECT_GE(r.formatClears, pr ? 1 : 0);
-        if (c == AfterEffects || pr)
+        if (c == AfterEffects || pr) {
             EXPECT_EQ(r.registeredNames,
                       pr ? std::vector<std::string>{} : std::vector<std::string>{"Morvanta Cinema Plugin"});
+        }
         for (const auto& a : r.suiteAcquires)
             EXPECT_EQ(r.suiteReleases.count(a.first) ? r.suiteReleases.at(a.first) : 0, a.second) << a.first;
         // The description is read whatever happened to the record.
