@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
@@ -41,6 +42,11 @@ std::string indented(const std::string& details)
 
 } // namespace glfxcli
 
+namespace {
+// Exit status of a command line that could not be parsed.
+constexpr int kUsageStatus = 2;
+} // namespace
+
 int main(int argc, char** argv)
 {
     CLI::App app{"glfx: render, inspect and package GPU effect descriptions"};
@@ -52,7 +58,20 @@ int main(int argc, char** argv)
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
-        return app.exit(e);
+        // --help and the like print their text and succeed; a usage error is
+        // one line, like every other failure.
+        if (e.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success))
+            return app.exit(e);
+        std::string what = e.what();
+        if (!what.empty())
+            what[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(what[0])));
+        const auto used = app.get_subcommands();
+        if (used.empty() && argc > 1 && argv[1][0] != '-')
+            what = std::string("unknown command '") + argv[1] + "'";
+        const std::string help =
+            used.empty() ? "glfx --help" : "glfx " + used.front()->get_name() + " --help";
+        std::cerr << "glfx: " << what << " (see '" << help << "')\n";
+        return kUsageStatus;
     } catch (const glfxcli::CommandError& e) {
         std::cerr << "glfx: " << e.what() << "\n" << glfxcli::indented(e.details);
         return e.status;
