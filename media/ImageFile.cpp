@@ -165,10 +165,10 @@ std::vector<unsigned char> encodeImage(const std::string& path, const FrameView&
                          " writer cannot write to memory");
     const OIIO::TypeDesc type(plan.typeName);
     const int nch = plan.alpha ? 4 : 3;
-    OIIO::ImageSpec spec(from.width, from.height, nch, type);
+    OIIO::ImageSpec layout(from.width, from.height, nch, type);
     if (nch == 4) {
-        spec.alpha_channel = 3;
-        spec.attribute("oiio:UnassociatedAlpha", 1);
+        layout.alpha_channel = 3;
+        layout.attribute("oiio:UnassociatedAlpha", 1);
     }
     // Packed samples in the file's type, converted from the world's integers
     // directly (8-bit as is, 16-bit 0..32768 to the file's range).
@@ -222,7 +222,7 @@ std::vector<unsigned char> encodeImage(const std::string& path, const FrameView&
     std::vector<unsigned char> bytes;
     OIIO::Filesystem::IOVecOutput proxy(bytes);
     out->set_ioproxy(&proxy);
-    if (!out->open(named, spec) || !out->write_image(type, packed.data()) || !out->close()) {
+    if (!out->open(named, layout) || !out->write_image(type, packed.data()) || !out->close()) {
         const std::string why = out->geterror();
         throw MediaError("cannot write '" + path + "': " + (why.empty() ? "encoding failed" : why));
     }

@@ -17,12 +17,12 @@ protected:
     {
         ASSERT_TRUE(glcensus::install());
         const char* client = eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS);
-        if (!client || !std::strstr(client, "EGL_MESA_platform_surfaceless"))
-            GTEST_SKIP() << "no surfaceless EGL platform";
+        ASSERT_TRUE(client && std::strstr(client, "EGL_MESA_platform_surfaceless"))
+            << "no surfaceless EGL platform";
         display = eglGetPlatformDisplayEXT(EGL_PLATFORM_SURFACELESS_MESA, EGL_DEFAULT_DISPLAY, nullptr);
-        if (display == EGL_NO_DISPLAY || !eglInitialize(display, nullptr, nullptr) ||
-            !eglBindAPI(EGL_OPENGL_API))
-            GTEST_SKIP() << "no desktop GL on the surfaceless platform";
+        ASSERT_TRUE(display != EGL_NO_DISPLAY && eglInitialize(display, nullptr, nullptr) &&
+                    eglBindAPI(EGL_OPENGL_API))
+            << "no desktop GL on the surfaceless platform";
         glcensus::reset();
     }
     void TearDown() override
