@@ -117,7 +117,10 @@ void releaseContext(Owner& o, bool uninit)
     o.context = nullptr;
 }
 
-// Frees `*buffer` and allocates `pixels` RGBA float pixels (at least one).
+// Frees `*buffer` and allocates `pixels` RGBA float pixels (at least one),
+// zeroed: a layer that is empty or left out of a frame is uploaded from its
+// buffer all the same, and must show transparent black, never whatever the
+// memory held before.
 float* regrow(float*& buffer, std::size_t& capacity, std::size_t pixels)
 {
     std::free(buffer);
@@ -126,7 +129,7 @@ float* regrow(float*& buffer, std::size_t& capacity, std::size_t pixels)
     if (pixels > SIZE_MAX / kPixelBytes)
         throw std::bad_alloc();
     const std::size_t count = pixels == 0 ? 1 : pixels;
-    void* p = std::malloc(count * kPixelBytes);
+    void* p = std::calloc(count, kPixelBytes);
     if (!p)
         throw std::bad_alloc();
     buffer = static_cast<float*>(p);

@@ -7,6 +7,7 @@
 #include "sdk/SPBasic.h"
 
 #include <cmath>
+#include <malloc.h>
 
 using namespace plugintest;
 
@@ -105,6 +106,35 @@ TEST(Frames, MissingAndOtherSizedLayers)
         ASSERT_EQ(s.finish(), PF_Err_NONE);
         EXPECT_EQ(problems(s), "");
     }
+}
+
+// A layer parameter set to none is sampled as transparent black, frame after
+// frame, whatever memory its buffer took.
+TEST(Frames, EmptyLayerReadsTransparentBlack)
+{
+    const std::string body =
+        "[par1]\nname=Matte\ntype=layer\n"
+        "[ps0]\nuniform sampler2D in0, in1;\nvoid main() {\n"
+        "  gl_FragColor = texture2D(in1, gl_TexCoord[0].st) + 0.0 * texture2D(in0, vec2(0.5));\n}\n";
+    // Fresh allocations are filled with garbage, so a buffer that is not
+    // cleared shows.
+    mallopt(M_PERTURB, 0xA5);
+    for (HostMode mode : kModes) {
+        SCOPED_TRACE(hostModeName(mode));
+        Effect fx(effect(false, body), mode);
+        Session& s = fx.session;
+        ASSERT_EQ(s.start(), PF_Err_NONE);
+        World in = worldFor(mode, 6, 5), out = worldFor(mode, 6, 5);
+        fillPattern(in);
+        s.setLayer(1, nullptr);
+        for (int frame = 0; frame < 2; ++frame) {
+            out.fill(1, 1, 1, 1);
+            ASSERT_EQ(s.render(in, out), PF_Err_NONE);
+            expectSame(out.toRGBA(), std::vector<float>(6 * 5 * 4, 0.0f), 8);
+        }
+        ASSERT_EQ(s.finish(), PF_Err_NONE);
+    }
+    mallopt(M_PERTURB, 0);
 }
 
 // What the render answers when the host fails it; the output is not written
