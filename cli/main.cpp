@@ -56,6 +56,7 @@ int main(int argc, char** argv)
     glfxcli::addAboutCommand(app);
     glfxcli::addPackCommand(app);
     glfxcli::addCheckCommand(app);
+    glfxcli::addPreviewCommand(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {

@@ -1,0 +1,232 @@
+#include "cli/preview_engine.h"
+
+#include "cli/commands.h"
+#include "cli/host_params_json.h"
+#include "cli/param_text.h"
+#include "cli/render_pipeline.h"
+#include "cli/render_plan.h"
+#include "glfx/lint.h"
+#include "media/ImageFile.h"
+#include "media/MediaError.h"
+#include "media/Source.h"
+
+#include <algorithm>
+#include <chrono>
+#include <memory>
+
+namespace glfxcli {
+
+namespace {
+
+constexpr double kFixedOne = 65536.0; // 16.16 fixed point
+
+// The host's current value of one parameter, in the units the page shows
+// (and sends back as text): numbers, degrees, layer pixels, 0..1 colours.
+nlohmann::json currentValue(const glfxhost::Session& session, int hostIndex)
+{
+    const PF_ParamDef& v = session.value(hostIndex);
+    switch (v.param_type) {
+    case PF_Param_FLOAT_SLIDER: return v.u.fs_d.value;
+    case PF_Param_CHECKBOX: return v.u.bd.value != 0;
+    case PF_Param_POPUP: return v.u.pd.value;
+    case PF_Param_ANGLE: return v.u.ad.value / kFixedOne;
+    case PF_Param_POINT: return {v.u.td.x_value / kFixedOne, v.u.td.y_value / kFixedOne};
+    case PF_Param_COLOR: {
+        const PF_Pixel& c = v.u.cd.value;
+        return {c.red / 255.0, c.green / 255.0, c.blue / 255.0};
+    }
+    default: return nullptr;
+    }
+}
+
+nlohmann::json lintJson(const std::string& text)
+{
+    nlohmann::json list = nlohmann::json::array();
+    int errors = 0;
+    for (const glfxlint::Diagnostic& d : glfxlint::lint(text)) {
+        errors += d.severity == glfxlint::Severity::kError;
+        list.push_back({{"line", d.line},
+                        {"severity", glfxlint::severityName(d.severity)},
+                        {"code", d.code},
+                        {"message", d.message}});
+    }
+    return {{"errors", errors}, {"warnings", static_cast<int>(list.size()) - errors}, {"diagnostics", list}};
+}
+
+} // namespace
+
+PreviewEngine::PreviewEngine(const PreviewOptions& opts) : opts_(opts)
+{
+    worker_ = std::thread([this] { loop(); });
+    std::unique_lock<std::mutex> lock(mutex_);
+    wake_.wait(lock, [this] { return ready_; });
+    if (!setupError_.empty()) {
+        const std::string what = setupError_;
+        lock.unlock();
+        worker_.join();
+        throw CommandError(what);
+    }
+}
+
+PreviewEngine::~PreviewEngine()
+{
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        stopping_ = true;
+    }
+    wake_.notify_all();
+    if (worker_.joinable())
+        worker_.join();
+}
+
+nlohmann::json PreviewEngine::panel()
+{
+    std::lock_guard<std::mutex> lock(mutex_);
+    return panel_;
+}
+
+std::string PreviewEngine::framePng()
+{
+    std::lock_guard<std::mutex> lock(mutex_);
+    return png_;
+}
+
+nlohmann::json PreviewEngine::diagnostics()
+{
+    std::lock_guard<std::mutex> lock(mutex_);
+    return diagnostics_;
+}
+
+void PreviewEngine::change(int hostIndex, const std::string& value)
+{
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (hostIndex < 1 || hostIndex > paramCount_)
+            throw glfxpreview::BadRequest("no parameter " + std::to_string(hostIndex));
+        // A newer value of the same parameter replaces one not yet applied.
+        pending_[hostIndex] = value;
+    }
+    wake_.notify_all();
+}
+
+void PreviewEngine::loop()
+{
+    // Everything of the effect lives on this thread, from set-up to the end.
+    std::unique_ptr<glfxhost::Plugin> plugin;
+    std::unique_ptr<cglfx> fx;
+    std::unique_ptr<glfxhost::Session> session;
+    std::unique_ptr<glfxhost::World> input, output;
+    std::string lastError;
+    auto fail = [this](const std::string& what) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        setupError_ = what.empty() ? "set-up failed" : what;
+        ready_ = true;
+        wake_.notify_all();
+    };
+    try {
+        plugin = openPlugin(opts_.host);
+        const std::string text = pluginDescriptionText(*plugin);
+        fx = parseDescription(text);
+        nlohmann::json diag = lintJson(text);
+        int width = 0, height = 0;
+        std::unique_ptr<media::Source> source;
+        if (opts_.input.empty()) {
+            parseSize(opts_.size, width, height);
+            source = media::openPattern(width, height);
+        } else {
+            source = media::openSource(opts_.input);
+        }
+        width = source->info().width;
+        height = source->info().height;
+        input = std::make_unique<glfxhost::World>(width, height, opts_.depth);
+        output = std::make_unique<glfxhost::World>(width, height, opts_.depth);
+        media::FrameView view = viewOf(*input);
+        double seconds = 0.0;
+        if (!source->read(&view, seconds))
+            throw CommandError("'" + opts_.input + "' has no frame");
+        session = std::make_unique<glfxhost::Session>(*plugin, hostMode(opts_.host));
+        session->setFrameRate(opts_.fps);
+        session->setRecordLimit(256);
+        const PF_Err err = session->start();
+        if (err != PF_Err_NONE)
+            throw CommandError(commandFailure(*session, "setting up the effect", err));
+        session->setLayerSize(width, height);
+        std::lock_guard<std::mutex> lock(mutex_);
+        diagnostics_ = std::move(diag);
+        paramCount_ = static_cast<int>(session->added().size());
+    } catch (const CommandError& e) {
+        return fail(e.what());
+    } catch (const media::MediaError& e) {
+        return fail(e.what());
+    } catch (const std::exception& e) {
+        return fail(e.what());
+    }
+
+    for (bool first = true;; first = false) {
+        std::map<int, std::string> changes;
+        if (!first) {
+            std::unique_lock<std::mutex> lock(mutex_);
+            wake_.wait(lock, [this] { return stopping_ || !pending_.empty(); });
+            if (stopping_)
+                break;
+            changes.swap(pending_);
+        }
+        lastError.clear();
+        for (const auto& [hostIndex, value] : changes) {
+            const glfxhost::AddedParam& p = session->added()[static_cast<std::size_t>(hostIndex - 1)];
+            const std::string& name = fx->par[std::clamp(p.descIndex, 0, glfxlimits::kMaxParams - 1)].uniform;
+            try {
+                applyValue(*session, hostIndex, name, value);
+            } catch (const std::exception& e) {
+                lastError = e.what();
+            }
+        }
+        const auto start = std::chrono::steady_clock::now();
+        const PF_Err err = session->render(*input, *output, 0.0);
+        const double ms =
+            std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+        std::string png;
+        if (err != PF_Err_NONE) {
+            lastError = commandFailure(*session, "rendering", err);
+        } else {
+            try {
+                const std::vector<unsigned char> bytes = media::encodeImage("frame.png", viewOf(*output));
+                png.assign(bytes.begin(), bytes.end());
+            } catch (const std::exception& e) {
+                lastError = e.what();
+            }
+        }
+
+        std::vector<std::string> warnings;
+        nlohmann::json params = hostParamsJson(*session, *fx, warnings);
+        const glfxhost::Records& rec = session->records();
+        for (std::size_t k = 0; k < params.size(); ++k) {
+            const glfxhost::AddedParam& p = session->added()[k];
+            nlohmann::json& j = params[k];
+            j["host_index"] = p.hostIndex;
+            if (p.descIndex >= 0 && p.descIndex < glfxlimits::kMaxParams)
+                j["uniform"] = fx->par[p.descIndex].uniform;
+            j["current"] = currentValue(*session, p.hostIndex);
+            const auto flags = rec.uiFlags.find(p.hostIndex);
+            j["current_ui_flags"] = flags == rec.uiFlags.end() ? p.def.ui_flags : flags->second;
+            const auto hidden = rec.hidden.find(p.hostIndex);
+            j["hidden"] = hidden != rec.hidden.end() && hidden->second;
+            const auto stream = rec.streamNames.find(p.hostIndex);
+            j["stream_name"] = stream == rec.streamNames.end() ? p.name : stream->second;
+        }
+        std::lock_guard<std::mutex> lock(mutex_);
+        ++generation_;
+        panel_ = {{"generation", generation_},  {"width", output->width()}, {"height", output->height()},
+                  {"depth", output->depth()},   {"render_ms", ms},          {"error", lastError},
+                  {"params", std::move(params)}};
+        if (!png.empty())
+            png_ = std::move(png); // a failed frame keeps the last good one on screen
+        if (first) {
+            ready_ = true;
+            wake_.notify_all();
+        }
+    }
+    session.reset(); // set down on this thread, before the plug-in unloads
+}
+
+} // namespace glfxcli

@@ -1,0 +1,57 @@
+// The effect behind glfx preview: one host session on its own thread (which
+// owns the plug-in instance and so all its GL work), fed with the user's
+// changes from the page and leaving, after each render, a snapshot of the
+// panel and the frame for the HTTP threads to read.
+#pragma once
+
+#include "cli/effect_host.h"
+#include "preview/PreviewServer.h"
+
+#include <condition_variable>
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <string>
+#include <thread>
+
+namespace glfxcli {
+
+struct PreviewOptions {
+    HostOptions host;
+    std::string input; // image file; empty: the test pattern
+    std::string size = "1280x720";
+    int depth = 8;
+    double fps = 30.0;
+};
+
+class PreviewEngine : public glfxpreview::Model {
+public:
+    // Starts the session thread and waits for the first frame; throws
+    // CommandError when the plug-in cannot be set up or the input read.
+    explicit PreviewEngine(const PreviewOptions& opts);
+    ~PreviewEngine() override;
+
+    nlohmann::json panel() override;
+    std::string framePng() override;
+    nlohmann::json diagnostics() override;
+    void change(int hostIndex, const std::string& value) override;
+
+private:
+    void loop();
+
+    PreviewOptions opts_;
+    std::mutex mutex_; // guards everything below
+    std::condition_variable wake_;
+    std::map<int, std::string> pending_; // host index -> newest value not yet applied
+    bool stopping_ = false;
+    bool ready_ = false;     // the first frame (or the set-up failure) is there
+    std::string setupError_; // set-up failure, reported by the constructor
+    int paramCount_ = 0;     // host parameters, for checking a change's index
+    nlohmann::json panel_;   // snapshot written by the session thread after each render
+    std::string png_;        // last good frame, written by the session thread
+    nlohmann::json diagnostics_;
+    uint64_t generation_ = 0; // renders done
+    std::thread worker_;      // owns the session; joined by the destructor
+};
+
+} // namespace glfxcli
