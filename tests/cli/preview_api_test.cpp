@@ -1,0 +1,271 @@
+// glfx preview's HTTP API without a browser: a real glfx preview process
+// rendering through the plug-in, driven with an HTTP client; changes and
+// what the plug-in made of them, and bad and hostile requests.
+#include "cli_run.h"
+
+#include <gtest/gtest.h>
+#include <httplib.h>
+#include <nlohmann/json.hpp>
+
+#include <arpa/inet.h>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <fstream>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+using namespace clitest;
+using Json = nlohmann::json;
+
+namespace {
+
+// gain scales the input; the switch "on" disables the group holding tint;
+// choosing "dark" in the preset popup writes gain = 0.2 back.
+const char* const kEffect =
+    "[settings]\nname=Api\n"
+    "[par1]\nname=Gain\nparam=gain\ntype=float\nmin=0\nmax=2\ndefault=1\n"
+    "[par2]\nname=On\nparam=on\ntype=check\ntext=Enable\ndefault=true\ngroupswitch=10\n"
+    "[par3]\nname=Tint\nparam=tint\ntype=float\nmin=0\nmax=1\ndefault=1\ngroup=11\n"
+    "[par4]\nname=Look\nparam=look\ntype=popup\ntext=plain|dark\nflags=3\n"
+    "[preset_look_1]\ngain=0.2\n"
+    "[ps0]\nuniform sampler2D in0;\nuniform float gain;\nuniform float tint;\n"
+    "void main() { vec4 c = texture2D(in0, gl_TexCoord[0].st);\n"
+    "  gl_FragColor = vec4(c.rgb * gain * tint, 1.0); }\n";
+
+constexpr int kUiDisabled = 1 << 5;
+
+// A glfx preview process; stopped with SIGINT when the test ends.
+class PreviewProcess {
+public:
+    explicit PreviewProcess(const std::string& args)
+    {
+        int fds[2];
+        if (pipe(fds) != 0)
+            return;
+        pid_ = fork();
+        if (pid_ == 0) {
+            dup2(fds[1], 1);
+            close(fds[0]);
+            execl("/bin/sh", "sh", "-c",
+                  (std::string("exec ") + GLFX_BINARY_DIR + "/glfx preview " + args).c_str(),
+                  static_cast<char*>(nullptr));
+            _exit(127);
+        }
+        close(fds[1]);
+        out_ = fdopen(fds[0], "r");
+        char line[256] = {};
+        if (out_ && std::fgets(line, sizeof line, out_))
+            url_ = line;
+        while (!url_.empty() && url_.back() == '\n')
+            url_.pop_back();
+        const std::size_t colon = url_.rfind(':');
+        if (colon != std::string::npos)
+            port_ = std::atoi(url_.c_str() + colon + 1);
+    }
+    ~PreviewProcess()
+    {
+        if (pid_ > 0 && status_ < 0)
+            stop();
+        if (out_)
+            std::fclose(out_);
+    }
+    // SIGINT, then the exit status (-1 when it did not exit by itself).
+    int stop()
+    {
+        kill(pid_, SIGINT);
+        int st = 0;
+        for (int i = 0; i < 100; ++i) {
+            if (waitpid(pid_, &st, WNOHANG) == pid_) {
+                status_ = WIFEXITED(st) ? WEXITSTATUS(st) : 128 + WTERMSIG(st);
+                return status_;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        }
+        kill(pid_, SIGKILL);
+        waitpid(pid_, &st, 0);
+        status_ = -1;
+        return status_;
+    }
+    const std::string& url() const { return url_; }
+    int port() const { return port_; }
+
+private:
+    pid_t pid_ = -1;
+    FILE* out_ = nullptr;
+    std::string url_;
+    int port_ = 0;
+    int status_ = -1;
+};
+
+Json panelOf(httplib::Client& c)
+{
+    auto r = c.Get("/api/panel");
+    return r && r->status == 200 ? Json::parse(r->body) : Json();
+}
+
+// Posts a change and waits for the render that follows it.
+Json changed(httplib::Client& c, int index, const std::string& value)
+{
+    const long long before = panelOf(c)["generation"].get<long long>();
+    auto r = c.Post("/api/param", Json{{"index", index}, {"value", value}}.dump(), "application/json");
+    EXPECT_TRUE(r && r->status == 202) << value;
+    for (int i = 0; i < 200; ++i) {
+        Json p = panelOf(c);
+        if (p["generation"].get<long long>() > before)
+            return p;
+        std::this_thread::sleep_for(std::chrono::milliseconds(25));
+    }
+    ADD_FAILURE() << "no render after changing " << index;
+    return Json();
+}
+
+const Json& param(const Json& panel, const std::string& uniform)
+{
+    for (const Json& p : panel["params"])
+        if (p.value("uniform", "") == uniform)
+            return p;
+    static const Json none;
+    ADD_FAILURE() << "no parameter " << uniform;
+    return none;
+}
+
+// The red channel of the frame's top-left pixel, 0..1.
+float redOfFrame(httplib::Client& c, const Scratch& dir)
+{
+    auto r = c.Get("/api/frame.png");
+    if (!r || r->status != 200 || r->get_header_value("Content-Type") != "image/png")
+        return -1.f;
+    const std::string path = dir.path("frame.png");
+    std::ofstream(path, std::ios::binary) << r->body;
+    return readPixels(path).at(0, 0, 0);
+}
+
+class PreviewApi : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        NEED_PLUGIN();
+        const std::string input = dir.path("grey.png");
+        std::vector<float> grey(32 * 24 * 4, 0.5f);
+        for (std::size_t i = 3; i < grey.size(); i += 4)
+            grey[i] = 1.f; // opaque
+        writePixels(input, 32, 24, grey, "uint8");
+        proc = std::make_unique<PreviewProcess>("--effect " + q(dir.write("api.glfx", kEffect)) + " " +
+                                                q(input));
+        ASSERT_GT(proc->port(), 0) << proc->url();
+        client = std::make_unique<httplib::Client>("127.0.0.1", proc->port());
+    }
+    Scratch dir;
+    std::unique_ptr<PreviewProcess> proc;
+    std::unique_ptr<httplib::Client> client;
+};
+
+TEST_F(PreviewApi, ChangesReachThePluginAsAUserWould)
+{
+    EXPECT_EQ(proc->url(), "http://127.0.0.1:" + std::to_string(proc->port()) + "/");
+    Json p = panelOf(*client);
+    ASSERT_TRUE(p.contains("params")) << p;
+    EXPECT_EQ(p["width"], 32);
+    EXPECT_NEAR(redOfFrame(*client, dir), 0.5f, 0.01f);
+    const int gain = param(p, "gain")["host_index"], on = param(p, "on")["host_index"];
+    const int look = param(p, "look")["host_index"];
+
+    p = changed(*client, gain, "0.5");
+    EXPECT_NEAR(param(p, "gain")["current"].get<double>(), 0.5, 1e-6);
+    EXPECT_NEAR(redOfFrame(*client, dir), 0.25f, 0.01f);
+
+    // The preset popup writes its value back; the panel shows it.
+    p = changed(*client, look, "dark");
+    EXPECT_EQ(param(p, "look")["current"], 2);
+    EXPECT_NEAR(param(p, "gain")["current"].get<double>(), 0.2, 1e-6);
+    EXPECT_NEAR(redOfFrame(*client, dir), 0.1f, 0.01f);
+
+    // The switch disables its group and enables it again.
+    EXPECT_EQ(param(p, "tint")["current_ui_flags"].get<int>() & kUiDisabled, 0);
+    p = changed(*client, on, "false");
+    EXPECT_EQ(param(p, "on")["current"], false);
+    EXPECT_NE(param(p, "tint")["current_ui_flags"].get<int>() & kUiDisabled, 0);
+    p = changed(*client, on, "true");
+    EXPECT_EQ(param(p, "tint")["current_ui_flags"].get<int>() & kUiDisabled, 0);
+
+    // A value the parameter does not take is reported, and the last good
+    // frame stays.
+    p = changed(*client, gain, "loud");
+    EXPECT_NE(p["error"].get<std::string>().find("gain"), std::string::npos) << p["error"];
+    EXPECT_NEAR(redOfFrame(*client, dir), 0.1f, 0.01f);
+
+    // The page and its diagnostics are served; Ctrl-C ends it cleanly.
+    auto page = client->Get("/");
+    ASSERT_TRUE(page);
+    EXPECT_NE(page->body.find("id=\"frame\""), std::string::npos);
+    EXPECT_NE(page->body.find("id=\"diagnostics\""), std::string::npos);
+    auto diag = client->Get("/api/diagnostics");
+    ASSERT_TRUE(diag && diag->status == 200);
+    EXPECT_EQ(Json::parse(diag->body)["errors"], 0);
+    EXPECT_EQ(proc->stop(), 0);
+}
+
+TEST_F(PreviewApi, BadAndHostileRequestsGetJsonErrors)
+{
+    struct Case {
+        const char* what;
+        const char* method;
+        std::string path, body, host;
+        int status;
+    };
+    const std::string own = "127.0.0.1:" + std::to_string(proc->port());
+    const std::vector<Case> cases = {
+        {"rebinding name", "GET", "/api/panel", "", "attacker.example:" + std::to_string(proc->port()), 403},
+        {"other port", "GET", "/", "", "127.0.0.1:1", 403},
+        {"rebinding on a change", "POST", "/api/param", R"({"index":1,"value":"0"})", "evil.test", 403},
+        {"not JSON", "POST", "/api/param", "gain=1", own, 400},
+        {"JSON not an object", "POST", "/api/param", "[1,2]", own, 400},
+        {"index missing", "POST", "/api/param", R"({"value":"1"})", own, 400},
+        {"index a string", "POST", "/api/param", R"({"index":"1","value":"1"})", own, 400},
+        {"index out of range", "POST", "/api/param", R"({"index":99,"value":"1"})", own, 400},
+        {"index negative", "POST", "/api/param", R"({"index":-1,"value":"1"})", own, 400},
+        {"index huge", "POST", "/api/param", R"({"index":1e300,"value":"1"})", own, 400},
+        {"value a number", "POST", "/api/param", R"({"index":1,"value":1})", own, 400},
+        {"value too long", "POST", "/api/param", R"({"index":1,"value":")" + std::string(5000, '1') + "\"}",
+         own, 413},
+        {"body too large", "POST", "/api/param", std::string(100000, ' '), own, 413},
+        {"file by path", "GET", "/../../etc/passwd", "", own, 404},
+        {"file by encoded path", "GET", "/%2e%2e/%2e%2e/etc/passwd", "", own, 404},
+        {"source file", "GET", "/CMakeLists.txt", "", own, 404},
+        {"wrong method", "POST", "/api/panel", "{}", own, 405},
+    };
+    for (const Case& c : cases) {
+        httplib::Headers headers = {{"Host", c.host}};
+        auto r = std::string(c.method) == "GET"
+                     ? client->Get(c.path.c_str(), headers)
+                     : client->Post(c.path.c_str(), headers, c.body, "application/json");
+        ASSERT_TRUE(r) << c.what;
+        EXPECT_EQ(r->status, c.status) << c.what << ": " << r->body;
+        const Json body = Json::parse(r->body, nullptr, false);
+        EXPECT_TRUE(body.is_object() && body.contains("error")) << c.what << ": " << r->body;
+    }
+
+    // A request line that is not HTTP: a 4xx, and the server goes on.
+    const int s = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in addr{};
+    addr.sin_family = AF_INET;
+    addr.sin_port = htons(static_cast<uint16_t>(proc->port()));
+    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    ASSERT_EQ(connect(s, reinterpret_cast<sockaddr*>(&addr), sizeof addr), 0);
+    const std::string junk = "\x01\x02 NOT HTTP\r\n\r\n";
+    ASSERT_EQ(write(s, junk.data(), junk.size()), static_cast<ssize_t>(junk.size()));
+    char reply[512] = {};
+    const ssize_t n = read(s, reply, sizeof reply - 1);
+    close(s);
+    ASSERT_GT(n, 12);
+    EXPECT_EQ(std::string(reply, 9), "HTTP/1.1 ");
+    EXPECT_EQ(reply[9], '4') << reply;
+    EXPECT_TRUE(panelOf(*client).contains("params"));
+    EXPECT_EQ(proc->stop(), 0);
+}
+
+} // namespace
