@@ -11,8 +11,15 @@
 #include "media/Source.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
+#include <cstring>
+#include <iostream>
 #include <memory>
+#include <poll.h>
+#include <sstream>
+#include <sys/inotify.h>
+#include <unistd.h>
 
 namespace glfxcli {
 
@@ -66,6 +73,48 @@ PreviewEngine::PreviewEngine(const PreviewOptions& opts) : opts_(opts)
         worker_.join();
         throw CommandError(what);
     }
+    lock.unlock();
+    // The watch is in place before the page's address is printed, so that
+    // no save after that is missed.
+    const std::string& path = opts_.host.effect;
+    const std::size_t slash = path.rfind('/');
+    const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+    if (path.empty() || pipe(stopPipe_) != 0)
+        return;
+    inotify_ = inotify_init1(IN_CLOEXEC);
+    if (inotify_ >= 0 && inotify_add_watch(inotify_, folder.c_str(), IN_CLOSE_WRITE | IN_MOVED_TO) >= 0)
+        watcher_ = std::thread([this] { watch(); });
+}
+
+void PreviewEngine::watch()
+{
+    const std::string& path = opts_.host.effect;
+    const std::size_t slash = path.rfind('/');
+    const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
+    const int fd = inotify_;
+    alignas(inotify_event) char buf[16 * 1024];
+    while (true) {
+        pollfd fds[2] = {{fd, POLLIN, 0}, {stopPipe_[0], POLLIN, 0}};
+        if (poll(fds, 2, -1) < 0 && errno != EINTR)
+            break;
+        if (fds[1].revents)
+            break;
+        if (!(fds[0].revents & POLLIN))
+            continue;
+        const ssize_t n = read(fd, buf, sizeof buf);
+        bool ours = false;
+        for (ssize_t at = 0; n > 0 && at < n;) {
+            const auto* ev = reinterpret_cast<const inotify_event*>(buf + at);
+            if (ev->len > 0 && name == ev->name)
+                ours = true;
+            at += static_cast<ssize_t>(sizeof(inotify_event) + ev->len);
+        }
+        if (ours) {
+            std::lock_guard<std::mutex> lock(mutex_);
+            reload_ = true;
+            wake_.notify_all();
+        }
+    }
 }
 
 PreviewEngine::~PreviewEngine()
@@ -75,8 +124,16 @@ PreviewEngine::~PreviewEngine()
         stopping_ = true;
     }
     wake_.notify_all();
+    if (stopPipe_[1] >= 0 && write(stopPipe_[1], "x", 1) < 0) {
+        // The watcher then ends with the process.
+    }
+    if (watcher_.joinable())
+        watcher_.join();
     if (worker_.joinable())
         worker_.join();
+    for (int fd : {stopPipe_[0], stopPipe_[1], inotify_})
+        if (fd >= 0)
+            close(fd);
 }
 
 nlohmann::json PreviewEngine::panel()
@@ -162,16 +219,49 @@ void PreviewEngine::loop()
         return fail(e.what());
     }
 
+    bool reload = false;
+    std::string buildLog; // the last reload's shader build log; empty when it built
     for (bool first = true;; first = false) {
         std::map<int, std::string> changes;
         if (!first) {
             std::unique_lock<std::mutex> lock(mutex_);
-            wake_.wait(lock, [this] { return stopping_ || !pending_.empty(); });
+            wake_.wait(lock, [this] { return stopping_ || reload_ || !pending_.empty(); });
             if (stopping_)
                 break;
             changes.swap(pending_);
+            reload = reload_;
+            reload_ = false;
         }
         lastError.clear();
+        if (reload) {
+            // As the plug-in's Options command does: parse the file again and
+            // rebuild the programs; the build log arrives as an alert.
+            buildLog.clear();
+            try {
+                const std::string text = readTextFile(opts_.host.effect);
+                plugin->setEffectText(text);
+                fx = parseDescription(text);
+                nlohmann::json diag = lintJson(text);
+                const uint64_t before = session->records().alerts.total();
+                std::ostringstream held; // the alert's own printing is shown in the page instead
+                std::streambuf* const terminal = std::cerr.rdbuf(held.rdbuf());
+                const PF_Err err = session->doDialog();
+                std::cerr.rdbuf(terminal);
+                if (err != PF_Err_NONE)
+                    lastError = commandFailure(*session, "reloading the description", err);
+                const auto& alerts = session->records().alerts;
+                const std::size_t fresh =
+                    std::size_t(std::min<uint64_t>(alerts.total() - before, alerts.size()));
+                for (std::size_t i = alerts.size() - fresh; i < alerts.size(); ++i)
+                    buildLog += alerts[i] + "\n";
+                std::lock_guard<std::mutex> lock(mutex_);
+                diagnostics_ = std::move(diag);
+                ++reloads_;
+            } catch (const std::exception& e) {
+                lastError = e.what();
+            }
+            reload = false;
+        }
         for (const auto& [hostIndex, value] : changes) {
             const glfxhost::AddedParam& p = session->added()[static_cast<std::size_t>(hostIndex - 1)];
             const std::string& name = fx->par[std::clamp(p.descIndex, 0, glfxlimits::kMaxParams - 1)].uniform;
@@ -186,7 +276,10 @@ void PreviewEngine::loop()
         const double ms =
             std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
         std::string png;
-        if (err != PF_Err_NONE) {
+        if (!buildLog.empty()) {
+            // A failed build renders nothing worth showing: the last good
+            // frame stays.
+        } else if (err != PF_Err_NONE) {
             lastError = commandFailure(*session, "rendering", err);
         } else {
             try {
@@ -216,8 +309,15 @@ void PreviewEngine::loop()
         }
         std::lock_guard<std::mutex> lock(mutex_);
         ++generation_;
-        panel_ = {{"generation", generation_},  {"width", output->width()}, {"height", output->height()},
-                  {"depth", output->depth()},   {"render_ms", ms},          {"error", lastError},
+        panel_ = {{"generation", generation_},
+                  {"width", output->width()},
+                  {"height", output->height()},
+                  {"depth", output->depth()},
+                  {"render_ms", ms},
+                  {"error", lastError},
+                  {"reloads", reloads_},
+                  {"build_log", buildLog},
+                  {"failed_pass", buildLog.empty() ? std::string() : failedPass(buildLog)},
                   {"params", std::move(params)}};
         if (!png.empty())
             png_ = std::move(png); // a failed frame keeps the last good one on screen

@@ -38,20 +38,28 @@ public:
 
 private:
     void loop();
+    // Waits for the description file to be written or replaced (inotify on
+    // its folder, so that editors that save by renaming are seen too).
+    void watch();
 
     PreviewOptions opts_;
     std::mutex mutex_; // guards everything below
     std::condition_variable wake_;
     std::map<int, std::string> pending_; // host index -> newest value not yet applied
     bool stopping_ = false;
+    bool reload_ = false;    // the description file changed on disk
     bool ready_ = false;     // the first frame (or the set-up failure) is there
     std::string setupError_; // set-up failure, reported by the constructor
     int paramCount_ = 0;     // host parameters, for checking a change's index
     nlohmann::json panel_;   // snapshot written by the session thread after each render
     std::string png_;        // last good frame, written by the session thread
     nlohmann::json diagnostics_;
-    uint64_t generation_ = 0; // renders done
-    std::thread worker_;      // owns the session; joined by the destructor
+    uint64_t generation_ = 0;    // renders done
+    uint64_t reloads_ = 0;       // descriptions reloaded
+    int stopPipe_[2] = {-1, -1}; // wakes the watcher to end; created and closed by this object
+    int inotify_ = -1;           // watch on the description's folder; created and closed by this object
+    std::thread worker_;         // owns the session; joined by the destructor
+    std::thread watcher_;        // watches the description file; joined by the destructor
 };
 
 } // namespace glfxcli

@@ -173,13 +173,17 @@ document.getElementById('actual').addEventListener('change', ev =>
 
 function poll() {
   fetch('/api/panel').then(r => r.json()).then(p => {
-    if (!panel) build(p);
+    if (!panel || p.reloads !== panel.reloads) {
+      build(p);
+      if (panel) loadDiagnostics();
+    }
     panel = p;
     if (p.generation !== generation) {
       generation = p.generation;
       frame.src = '/api/frame.png?g=' + generation;
       frame.dataset.generation = String(generation);
       update(p);
+      showBuildLog(p);
       sentAt = 0;
     }
     document.getElementById('busy').hidden = !(sentAt && performance.now() - sentAt > BUSY_AFTER_MS);
@@ -187,9 +191,20 @@ function poll() {
     .finally(() => setTimeout(poll, 100));
 }
 
-fetch('/api/diagnostics').then(r => r.json()).then(d => {
-  const list = document.getElementById('diagnostics');
-  for (const x of d.diagnostics)
-    list.append(el('li', {class: x.severity}, 'line ' + x.line + ': ' + x.severity + ': ' + x.message));
-});
+function loadDiagnostics() {
+  fetch('/api/diagnostics').then(r => r.json()).then(d => {
+    const list = document.getElementById('diagnostics');
+    list.textContent = '';
+    for (const x of d.diagnostics)
+      list.append(el('li', {class: x.severity}, 'line ' + x.line + ': ' + x.severity + ': ' + x.message));
+  });
+}
+
+function showBuildLog(p) {
+  const log = document.getElementById('buildlog');
+  log.hidden = !p.build_log;
+  log.textContent = p.build_log ? 'Shader build failed' + (p.failed_pass || '') + ':\n' + p.build_log : '';
+}
+
+loadDiagnostics();
 poll();

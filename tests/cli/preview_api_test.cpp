@@ -209,6 +209,51 @@ TEST_F(PreviewApi, ChangesReachThePluginAsAUserWould)
     EXPECT_EQ(proc->stop(), 0);
 }
 
+// Waits until the description has been reloaded `count` times.
+Json reloaded(httplib::Client& c, long long count)
+{
+    for (int i = 0; i < 200; ++i) {
+        Json p = panelOf(c);
+        if (p.value("reloads", 0LL) >= count)
+            return p;
+        std::this_thread::sleep_for(std::chrono::milliseconds(25));
+    }
+    ADD_FAILURE() << "no reload " << count;
+    return Json();
+}
+
+TEST_F(PreviewApi, LiveReloadKeepsTheLastGoodFrame)
+{
+    const std::string path = dir.path("api.glfx");
+    const std::string good = kEffect;
+    std::string broken = good, other = good;
+    broken.replace(broken.find("1.0); }"), 7, "1.0) +; }");
+    other.replace(other.find("c.rgb * gain * tint"), 19, "vec3(0.75)");
+
+    // Written in place: the build fails, its log is shown, the frame stays.
+    std::ofstream(path, std::ios::trunc) << broken;
+    Json p = reloaded(*client, 1);
+    EXPECT_FALSE(p["build_log"].get<std::string>().empty()) << p;
+    EXPECT_NE(p["build_log"].get<std::string>().find("error"), std::string::npos) << p["build_log"];
+    EXPECT_NEAR(redOfFrame(*client, dir), 0.5f, 0.01f);
+
+    // Saved as editors do (a new file renamed over it): the new shader runs.
+    const std::string temp = dir.path("api.glfx.new");
+    std::ofstream(temp) << other;
+    ASSERT_EQ(std::rename(temp.c_str(), path.c_str()), 0);
+    p = reloaded(*client, 2);
+    EXPECT_EQ(p["build_log"], "") << p["build_log"];
+    EXPECT_NEAR(redOfFrame(*client, dir), 0.75f, 0.01f);
+
+    // A description with an error shows in the diagnostics after reloading.
+    std::ofstream(path, std::ios::trunc) << other << "[routing]\nps0_in1=ps5\n";
+    reloaded(*client, 3);
+    auto diag = client->Get("/api/diagnostics");
+    ASSERT_TRUE(diag);
+    EXPECT_EQ(Json::parse(diag->body)["errors"], 1) << diag->body;
+    EXPECT_EQ(proc->stop(), 0);
+}
+
 TEST_F(PreviewApi, BadAndHostileRequestsGetJsonErrors)
 {
     struct Case {

@@ -86,7 +86,7 @@ class PreviewPage(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.dir = tempfile.TemporaryDirectory()
-        effect = os.path.join(cls.dir.name, "browser.glfx")
+        effect = cls.effect = os.path.join(cls.dir.name, "browser.glfx")
         with open(effect, "w") as f:
             f.write(EFFECT)
         cls.proc = subprocess.Popen([ARGS.glfx, "preview", "--effect", effect, "--size", "160x120"],
@@ -174,6 +174,27 @@ class PreviewPage(unittest.TestCase):
         self.assertGreater(x, 100)  # three quarters across a 160-pixel frame
         self.assertAlmostEqual(px[2], round(255 * x / 160), delta=3)
         self.shot("05-point")
+
+        # The description edited on disk: broken, the build log shows and the
+        # last good frame stays; fixed, the new shader's frame arrives.
+        log = d.find_element(By.ID, "buildlog")
+        self.assertFalse(log.is_displayed())
+        before = d.execute_script(READ_PIXEL, 0, 0)
+        with open(self.effect, "w") as f:
+            f.write(EFFECT.replace("1.0);\n}", "1.0) +;\n}"))
+        WebDriverWait(d, 15).until(lambda _: log.is_displayed())
+        self.assertIn("error", log.text)
+        self.assertEqual(d.execute_script(READ_PIXEL, 0, 0), before)
+        self.shot("06-broken")
+        g = self.generation()
+        with open(self.effect, "w") as f:
+            f.write(EFFECT.replace("gain * tint,", "0.25,"))
+        px = self.pixel_after(g)
+        WebDriverWait(d, 15).until(lambda _: not log.is_displayed())
+        px = WebDriverWait(d, 15).until(
+            lambda _: (lambda q: q if q and abs(q[0] - 64) <= 2 else None)(d.execute_script(READ_PIXEL, 0, 0)))
+        self.assertAlmostEqual(px[0], 64, delta=2)
+        self.shot("07-fixed")
 
 
 def main():
