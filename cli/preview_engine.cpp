@@ -166,6 +166,16 @@ void PreviewEngine::change(int hostIndex, const std::string& value)
     wake_.notify_all();
 }
 
+void PreviewEngine::seek(double seconds)
+{
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        seconds_ = seconds;
+        seek_ = true;
+    }
+    wake_.notify_all();
+}
+
 void PreviewEngine::loop()
 {
     // Everything of the effect lives on this thread, from set-up to the end.
@@ -220,17 +230,20 @@ void PreviewEngine::loop()
     }
 
     bool reload = false;
+    double seconds = 0.0;
     std::string buildLog; // the last reload's shader build log; empty when it built
     for (bool first = true;; first = false) {
         std::map<int, std::string> changes;
         if (!first) {
             std::unique_lock<std::mutex> lock(mutex_);
-            wake_.wait(lock, [this] { return stopping_ || reload_ || !pending_.empty(); });
+            wake_.wait(lock, [this] { return stopping_ || reload_ || seek_ || !pending_.empty(); });
             if (stopping_)
                 break;
             changes.swap(pending_);
             reload = reload_;
             reload_ = false;
+            seek_ = false;
+            seconds = seconds_;
         }
         lastError.clear();
         if (reload) {
@@ -272,7 +285,7 @@ void PreviewEngine::loop()
             }
         }
         const auto start = std::chrono::steady_clock::now();
-        const PF_Err err = session->render(*input, *output, 0.0);
+        const PF_Err err = session->render(*input, *output, seconds);
         const double ms =
             std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
         std::string png;
@@ -310,6 +323,9 @@ void PreviewEngine::loop()
         std::lock_guard<std::mutex> lock(mutex_);
         ++generation_;
         panel_ = {{"generation", generation_},
+                  {"effect", fx->settings.name},
+                  {"seconds", seconds},
+                  {"fps", opts_.fps},
                   {"width", output->width()},
                   {"height", output->height()},
                   {"depth", output->depth()},

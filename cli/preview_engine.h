@@ -35,6 +35,7 @@ public:
     std::string framePng() override;
     nlohmann::json diagnostics() override;
     void change(int hostIndex, const std::string& value) override;
+    void seek(double seconds) override;
 
 private:
     void loop();
@@ -47,6 +48,8 @@ private:
     std::condition_variable wake_;
     std::map<int, std::string> pending_; // host index -> newest value not yet applied
     bool stopping_ = false;
+    double seconds_ = 0.0;   // time to render at
+    bool seek_ = false;      // seconds_ changed since the last render
     bool reload_ = false;    // the description file changed on disk
     bool ready_ = false;     // the first frame (or the set-up failure) is there
     std::string setupError_; // set-up failure, reported by the constructor

@@ -14,6 +14,8 @@ namespace {
 constexpr std::size_t kMaxBody = 64 * 1024;
 // Longest value text a change may carry.
 constexpr std::size_t kMaxValueText = 1024;
+// Latest time the page may ask for: a day.
+constexpr double kMaxSeconds = 86400.0;
 
 void jsonReply(httplib::Response& res, int code, const nlohmann::json& body)
 {
@@ -146,6 +148,17 @@ void PreviewServer::routes()
         } catch (const BadRequest& e) {
             return errorReply(res, status::kBadRequest, e.what());
         }
+        jsonReply(res, status::kAccepted, {{"queued", true}});
+    });
+    http_->Post("/api/time", [this](const httplib::Request& req, httplib::Response& res) {
+        const nlohmann::json body = nlohmann::json::parse(req.body, nullptr, false);
+        const auto seconds = body.is_object() ? body.find("seconds") : body.end();
+        if (!body.is_object() || seconds == body.end() || !seconds->is_number())
+            return errorReply(res, status::kBadRequest, "\"seconds\" must be a number");
+        const double t = seconds->get<double>();
+        if (!(t >= 0.0) || t > kMaxSeconds)
+            return errorReply(res, status::kBadRequest, "\"seconds\" must be between 0 and 86400");
+        model_.seek(t);
         jsonReply(res, status::kAccepted, {{"queued", true}});
     });
     // Every other method on the API is refused with a JSON answer.

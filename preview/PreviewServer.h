@@ -38,6 +38,9 @@ public:
     // `glfx render --set` takes it). Queued; throws BadRequest when the
     // parameter does not exist.
     virtual void change(int hostIndex, const std::string& value) = 0;
+    // The time to render at, in seconds (0 or more). Queued; a newer time
+    // replaces one not yet rendered.
+    virtual void seek(double seconds) = 0;
 };
 
 // HTTP status codes the server answers with.

@@ -100,7 +100,7 @@ function control(p) {
 }
 
 function build(p) {
-  document.getElementById('title').textContent = 'Effect';
+  document.getElementById('title').textContent = p.effect || 'Effect';
   const root = document.getElementById('controls');
   root.textContent = '';
   controls.clear();
@@ -153,12 +153,29 @@ function framePixel(ev) {
           Math.floor((ev.clientY - r.top) * frame.naturalHeight / r.height)];
 }
 
+// The pixel under the pointer, read from the shown frame: 8-bit codes and
+// the same as floats.
+const sampler = document.createElement('canvas');
+let sampled = -1;
+function pixelText(x, y) {
+  if (!frame.naturalWidth) return '';
+  const g = sampler.getContext('2d', {willReadFrequently: true});
+  if (sampled !== generation) {
+    sampler.width = frame.naturalWidth;
+    sampler.height = frame.naturalHeight;
+    g.drawImage(frame, 0, 0);
+    sampled = generation;
+  }
+  const v = g.getImageData(x, y, 1, 1).data;
+  return 'RGBA ' + Array.from(v).join(' ') + '  (' + Array.from(v).map(c => (c / 255).toFixed(3)).join(' ') + ')';
+}
+
 let dragging = false;
 frame.addEventListener('mousedown', ev => { if (pointTarget) { dragging = true; movePoint(ev); } ev.preventDefault(); });
 window.addEventListener('mouseup', () => { dragging = false; });
 frame.addEventListener('mousemove', ev => {
   const [x, y] = framePixel(ev);
-  document.getElementById('readout').textContent = 'x ' + x + ' y ' + y;
+  document.getElementById('readout').textContent = 'x ' + x + ' y ' + y + '  ' + pixelText(x, y);
   if (dragging) movePoint(ev);
 });
 function movePoint(ev) {
@@ -170,6 +187,34 @@ function movePoint(ev) {
 
 document.getElementById('actual').addEventListener('change', ev =>
   document.getElementById('stage').classList.toggle('actual', ev.target.checked));
+
+// Time: the slider seeks; play steps one frame at --fps, and a frame not
+// yet rendered is replaced by the next one (the server keeps the newest).
+const timeSlider = document.getElementById('time');
+let playing = null;
+function seek(t) {
+  timeSlider.value = t;
+  document.getElementById('clock').textContent = Number(t).toFixed(3) + ' s';
+  fetch('/api/time', {method: 'POST', headers: {'Content-Type': 'application/json'},
+                      body: JSON.stringify({seconds: Number(t)})});
+}
+timeSlider.addEventListener('input', () => seek(timeSlider.value));
+document.getElementById('play').addEventListener('click', ev => {
+  if (playing) {
+    clearInterval(playing);
+    playing = null;
+    ev.target.textContent = 'play';
+    return;
+  }
+  const fps = (panel && panel.fps) || 30;
+  timeSlider.step = 1 / fps;
+  playing = setInterval(() => {
+    let t = Number(timeSlider.value) + 1 / fps;
+    if (t > Number(timeSlider.max)) t = 0;
+    seek(t);
+  }, 1000 / fps);
+  ev.target.textContent = 'pause';
+});
 
 function poll() {
   fetch('/api/panel').then(r => r.json()).then(p => {

@@ -32,9 +32,9 @@ const char* const kEffect =
     "[par3]\nname=Tint\nparam=tint\ntype=float\nmin=0\nmax=1\ndefault=1\ngroup=11\n"
     "[par4]\nname=Look\nparam=look\ntype=popup\ntext=plain|dark\nflags=3\n"
     "[preset_look_1]\ngain=0.2\n"
-    "[ps0]\nuniform sampler2D in0;\nuniform float gain;\nuniform float tint;\n"
+    "[ps0]\nuniform sampler2D in0;\nuniform float gain;\nuniform float tint;\nuniform float time;\n"
     "void main() { vec4 c = texture2D(in0, gl_TexCoord[0].st);\n"
-    "  gl_FragColor = vec4(c.rgb * gain * tint, 1.0); }\n";
+    "  gl_FragColor = vec4(c.rgb * gain * tint, 1.0); gl_FragColor.b = min(time, 1.0); }\n";
 
 constexpr int kUiDisabled = 1 << 5;
 
@@ -133,15 +133,15 @@ const Json& param(const Json& panel, const std::string& uniform)
     return none;
 }
 
-// The red channel of the frame's top-left pixel, 0..1.
-float redOfFrame(httplib::Client& c, const Scratch& dir)
+// A channel of the frame's top-left pixel, 0..1 (red unless told).
+float redOfFrame(httplib::Client& c, const Scratch& dir, int channel = 0)
 {
     auto r = c.Get("/api/frame.png");
     if (!r || r->status != 200 || r->get_header_value("Content-Type") != "image/png")
         return -1.f;
     const std::string path = dir.path("frame.png");
     std::ofstream(path, std::ios::binary) << r->body;
-    return readPixels(path).at(0, 0, 0);
+    return readPixels(path).at(0, 0, channel);
 }
 
 class PreviewApi : public ::testing::Test {
@@ -191,6 +191,17 @@ TEST_F(PreviewApi, ChangesReachThePluginAsAUserWould)
     EXPECT_NE(param(p, "tint")["current_ui_flags"].get<int>() & kUiDisabled, 0);
     p = changed(*client, on, "true");
     EXPECT_EQ(param(p, "tint")["current_ui_flags"].get<int>() & kUiDisabled, 0);
+
+    // Time: the frame at a later time has the shader's time uniform above 0.
+    EXPECT_EQ(redOfFrame(*client, dir, 2), 0.f);
+    const long long before = p["generation"].get<long long>();
+    auto t = client->Post("/api/time", R"({"seconds": 2.5})", "application/json");
+    ASSERT_TRUE(t && t->status == 202);
+    for (int i = 0; i < 200 && panelOf(*client)["generation"].get<long long>() == before; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(25));
+    p = panelOf(*client);
+    EXPECT_EQ(p["seconds"], 2.5);
+    EXPECT_GT(redOfFrame(*client, dir, 2), 0.5f);
 
     // A value the parameter does not take is reported, and the last good
     // frame stays.
@@ -282,6 +293,10 @@ TEST_F(PreviewApi, BadAndHostileRequestsGetJsonErrors)
         {"file by encoded path", "GET", "/%2e%2e/%2e%2e/etc/passwd", "", own, 404},
         {"source file", "GET", "/CMakeLists.txt", "", own, 404},
         {"wrong method", "POST", "/api/panel", "{}", own, 405},
+        {"time negative", "POST", "/api/time", R"({"seconds":-1})", own, 400},
+        {"time a string", "POST", "/api/time", R"({"seconds":"1"})", own, 400},
+        {"time huge", "POST", "/api/time", R"({"seconds":1e300})", own, 400},
+        {"time missing", "POST", "/api/time", "{}", own, 400},
     };
     for (const Case& c : cases) {
         httplib::Headers headers = {{"Host", c.host}};

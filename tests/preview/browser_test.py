@@ -103,6 +103,7 @@ class PreviewPage(unittest.TestCase):
         cls.driver.quit()
         cls.proc.send_signal(signal.SIGINT)
         cls.status = cls.proc.wait(timeout=20)
+        cls.proc.stdout.close()
         cls.dir.cleanup()
 
     def control(self, uniform):
@@ -195,6 +196,33 @@ class PreviewPage(unittest.TestCase):
             lambda _: (lambda q: q if q and abs(q[0] - 64) <= 2 else None)(d.execute_script(READ_PIXEL, 0, 0)))
         self.assertAlmostEqual(px[0], 64, delta=2)
         self.shot("07-fixed")
+
+
+class BuiltInEffect(unittest.TestCase):
+    """The built-in effect's panel on the test pattern (the README's picture)."""
+
+    def test_panel(self):
+        proc = subprocess.Popen([ARGS.glfx, "preview", "--size", "960x540"], stdout=subprocess.PIPE, text=True)
+        url = proc.stdout.readline().strip()
+        opts = webdriver.ChromeOptions()
+        for a in ("--headless=new", "--no-sandbox", "--disable-gpu", "--window-size=1400,800"):
+            opts.add_argument(a)
+        d = webdriver.Chrome(service=Service(ARGS.chromedriver), options=opts)
+        try:
+            d.get(url)
+            WebDriverWait(d, 30).until(lambda _: d.execute_script(READ_PIXEL, 480, 270))
+            groups = d.find_elements(By.CSS_SELECTOR, "#controls details")
+            sliders = d.find_elements(By.CSS_SELECTOR, "#controls input[type=range][data-uniform]")
+            self.assertGreater(len(groups), 0)
+            self.assertGreater(len(sliders), 0)
+            self.assertEqual(d.find_elements(By.CSS_SELECTOR, "#diagnostics li"), [])
+            self.assertEqual(d.find_element(By.ID, "title").text, "Cinematic")
+            d.save_screenshot(os.path.join(ARGS.out, "00-built-in.png"))
+        finally:
+            d.quit()
+            proc.send_signal(signal.SIGINT)
+            self.assertEqual(proc.wait(timeout=20), 0)
+            proc.stdout.close()
 
 
 def main():
