@@ -65,6 +65,12 @@ void addPreviewCommand(CLI::App& app)
     addHostOptions(cmd, o->preview.host);
     CLI::Option* input =
         cmd->add_option("INPUT", o->preview.input, "Input image (default: the test pattern of --size)");
+    cmd->add_option("--layer", o->preview.layers,
+                    "NAME=FILE: an image the layer parameter whose uniform is NAME shows at first; every "
+                    "layer parameter can choose among these images, the input and none (repeatable)")
+        ->expected(1)
+        ->allow_extra_args(false)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     cmd->add_option("--size", o->preview.size, "Size of the test pattern, WIDTHxHEIGHT")
         ->capture_default_str()
         ->excludes(input);

@@ -27,6 +27,36 @@ namespace {
 
 constexpr double kFixedOne = 65536.0; // 16.16 fixed point
 
+// What a layer parameter may show, besides the images given with --layer.
+const char* const kLayerInput = "input";
+const char* const kLayerNone = "none";
+
+// The images layer parameters choose among: the input, and each --layer
+// file by its name. Owned by the session thread's loop.
+struct LayerChoices {
+    std::vector<std::pair<std::string, std::unique_ptr<glfxhost::World>>> images; // label, world
+    std::map<int, std::string> chosen;                                            // host index -> label
+};
+
+// Sets a layer parameter to the image labelled `label`; throws CommandError
+// for a label that names none.
+void chooseLayer(glfxhost::Session& session, glfxhost::World& input, LayerChoices& layers, int hostIndex,
+                 const std::string& label)
+{
+    glfxhost::World* world = nullptr;
+    if (label == kLayerInput) {
+        world = &input;
+    } else if (label != kLayerNone) {
+        for (auto& [name, image] : layers.images)
+            if (name == label)
+                world = image.get();
+        if (!world)
+            throw CommandError("no layer image '" + label + "' (give it with --layer)");
+    }
+    session.setLayer(hostIndex, world);
+    layers.chosen[hostIndex] = label;
+}
+
 // The host's current value of one parameter, in the units the page shows
 // (and sends back as text): numbers, degrees, layer pixels, 0..1 colours.
 nlohmann::json currentValue(const glfxhost::Session& session, int hostIndex)
@@ -184,6 +214,7 @@ void PreviewEngine::loop()
     std::unique_ptr<glfxhost::Session> session;
     std::unique_ptr<glfxhost::World> input, output;
     std::string lastError;
+    LayerChoices layers;
     auto fail = [this](const std::string& what) {
         std::lock_guard<std::mutex> lock(mutex_);
         setupError_ = what.empty() ? "set-up failed" : what;
@@ -218,6 +249,19 @@ void PreviewEngine::loop()
         if (err != PF_Err_NONE)
             throw CommandError(commandFailure(*session, "setting up the effect", err));
         session->setLayerSize(width, height);
+        for (const std::string& arg : opts_.layers) {
+            const Assignment a = splitAssignment(arg, "--layer");
+            const int hostIndex = findParam(*session, *fx, a.name);
+            if (session->added()[static_cast<std::size_t>(hostIndex - 1)].def.param_type != PF_Param_LAYER)
+                throw CommandError("--layer " + a.name + ": parameter '" + a.name + "' is not a layer");
+            const media::ImageHeader h = media::readImageHeader(a.value);
+            auto world = std::make_unique<glfxhost::World>(h.width, h.height, opts_.depth);
+            media::readImage(a.value, viewOf(*world));
+            const std::size_t slash = a.value.rfind('/');
+            const std::string label = slash == std::string::npos ? a.value : a.value.substr(slash + 1);
+            layers.images.emplace_back(label, std::move(world));
+            chooseLayer(*session, *input, layers, hostIndex, label);
+        }
         std::lock_guard<std::mutex> lock(mutex_);
         diagnostics_ = std::move(diag);
         paramCount_ = static_cast<int>(session->added().size());
@@ -279,7 +323,10 @@ void PreviewEngine::loop()
             const glfxhost::AddedParam& p = session->added()[static_cast<std::size_t>(hostIndex - 1)];
             const std::string& name = fx->par[std::clamp(p.descIndex, 0, glfxlimits::kMaxParams - 1)].uniform;
             try {
-                applyValue(*session, hostIndex, name, value);
+                if (p.def.param_type == PF_Param_LAYER)
+                    chooseLayer(*session, *input, layers, hostIndex, value);
+                else
+                    applyValue(*session, hostIndex, name, value);
             } catch (const std::exception& e) {
                 lastError = e.what();
             }
@@ -313,6 +360,10 @@ void PreviewEngine::loop()
             if (p.descIndex >= 0 && p.descIndex < glfxlimits::kMaxParams)
                 j["uniform"] = fx->par[p.descIndex].uniform;
             j["current"] = currentValue(*session, p.hostIndex);
+            if (p.def.param_type == PF_Param_LAYER) {
+                const auto chosen = layers.chosen.find(p.hostIndex);
+                j["current"] = chosen != layers.chosen.end() ? chosen->second : std::string(kLayerInput);
+            }
             const auto flags = rec.uiFlags.find(p.hostIndex);
             j["current_ui_flags"] = flags == rec.uiFlags.end() ? p.def.ui_flags : flags->second;
             const auto hidden = rec.hidden.find(p.hostIndex);
@@ -320,12 +371,16 @@ void PreviewEngine::loop()
             const auto stream = rec.streamNames.find(p.hostIndex);
             j["stream_name"] = stream == rec.streamNames.end() ? p.name : stream->second;
         }
+        nlohmann::json layerLabels = {kLayerInput, kLayerNone};
+        for (const auto& image : layers.images)
+            layerLabels.push_back(image.first);
         std::lock_guard<std::mutex> lock(mutex_);
         ++generation_;
         panel_ = {{"generation", generation_},
                   {"effect", fx->settings.name},
                   {"seconds", seconds},
                   {"fps", opts_.fps},
+                  {"layer_choices", layerLabels},
                   {"width", output->width()},
                   {"height", output->height()},
                   {"depth", output->depth()},

@@ -13,12 +13,14 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace glfxcli {
 
 struct PreviewOptions {
     HostOptions host;
-    std::string input; // image file; empty: the test pattern
+    std::string input;               // image file; empty: the test pattern
+    std::vector<std::string> layers; // --layer NAME=FILE: the images layer parameters choose among
     std::string size = "1280x720";
     int depth = 8;
     double fps = 30.0;

@@ -92,8 +92,11 @@ function control(p) {
             focus: [x, y], point: true, x: x, y: y, post: post};
   }
   case 'LAYER': {
-    const select = el('select', {'data-uniform': p.uniform}, el('option', {}, 'input'));
-    return {input: select, set: () => {}, focus: [select]};
+    const select = el('select', {'data-uniform': p.uniform});
+    for (const label of (panel && panel.layer_choices) || ['input', 'none'])
+      select.append(el('option', {value: label}, label));
+    select.addEventListener('change', () => send(p.host_index, select.value));
+    return {input: select, set: v => { select.value = v; }, focus: [select]};
   }
   default: return null;
   }
@@ -219,8 +222,10 @@ document.getElementById('play').addEventListener('click', ev => {
 function poll() {
   fetch('/api/panel').then(r => r.json()).then(p => {
     if (!panel || p.reloads !== panel.reloads) {
+      const reloaded = !!panel;
+      panel = p;
       build(p);
-      if (panel) loadDiagnostics();
+      if (reloaded) loadDiagnostics();
     }
     panel = p;
     if (p.generation !== generation) {

@@ -31,10 +31,13 @@ const char* const kEffect =
     "[par2]\nname=On\nparam=on\ntype=check\ntext=Enable\ndefault=true\ngroupswitch=10\n"
     "[par3]\nname=Tint\nparam=tint\ntype=float\nmin=0\nmax=1\ndefault=1\ngroup=11\n"
     "[par4]\nname=Look\nparam=look\ntype=popup\ntext=plain|dark\nflags=3\n"
+    "[par5]\nname=Dirt\nparam=dirt\ntype=layer\n"
     "[preset_look_1]\ngain=0.2\n"
-    "[ps0]\nuniform sampler2D in0;\nuniform float gain;\nuniform float tint;\nuniform float time;\n"
+    "[ps0]\nuniform sampler2D in0;\nuniform sampler2D in1;\nuniform float gain;\nuniform float "
+    "tint;\nuniform float time;\n"
     "void main() { vec4 c = texture2D(in0, gl_TexCoord[0].st);\n"
-    "  gl_FragColor = vec4(c.rgb * gain * tint, 1.0); gl_FragColor.b = min(time, 1.0); }\n";
+    "  gl_FragColor = vec4(c.rgb * gain * tint, 1.0); gl_FragColor.b = min(time, 1.0);\n"
+    "  gl_FragColor.g = texture2D(in1, gl_TexCoord[0].st).r; }\n";
 
 constexpr int kUiDisabled = 1 << 5;
 
@@ -154,8 +157,9 @@ protected:
         for (std::size_t i = 3; i < grey.size(); i += 4)
             grey[i] = 1.f; // opaque
         writePixels(input, 32, 24, grey, "uint8");
-        proc = std::make_unique<PreviewProcess>("--effect " + q(dir.write("api.glfx", kEffect)) + " " +
-                                                q(input));
+        writePixels(dir.path("white.png"), 32, 24, std::vector<float>(32 * 24 * 4, 1.f), "uint8");
+        proc = std::make_unique<PreviewProcess>("--layer dirt=" + q(dir.path("white.png")) + " --effect " +
+                                                q(dir.write("api.glfx", kEffect)) + " " + q(input));
         ASSERT_GT(proc->port(), 0) << proc->url();
         client = std::make_unique<httplib::Client>("127.0.0.1", proc->port());
     }
@@ -203,6 +207,21 @@ TEST_F(PreviewApi, ChangesReachThePluginAsAUserWould)
     EXPECT_EQ(p["seconds"], 2.5);
     EXPECT_GT(redOfFrame(*client, dir, 2), 0.5f);
 
+    // Layers choose among the --layer images, the input and none.
+    EXPECT_EQ(p["layer_choices"], Json::array({"input", "none", "white.png"}));
+    EXPECT_EQ(param(p, "dirt")["current"], "white.png");
+    EXPECT_NEAR(redOfFrame(*client, dir, 1), 1.f, 0.01f);
+    const int dirt = param(p, "dirt")["host_index"];
+    p = changed(*client, dirt, "input");
+    EXPECT_EQ(param(p, "dirt")["current"], "input");
+    EXPECT_NEAR(redOfFrame(*client, dir, 1), 0.5f, 0.01f);
+    p = changed(*client, dirt, "none");
+    EXPECT_EQ(param(p, "dirt")["current"], "none");
+    EXPECT_NEAR(redOfFrame(*client, dir, 1), 0.f, 0.01f);
+    p = changed(*client, dirt, "../../etc/passwd");
+    EXPECT_NE(p["error"].get<std::string>().find("no layer image"), std::string::npos) << p["error"];
+    EXPECT_EQ(param(p, "dirt")["current"], "none");
+
     // A value the parameter does not take is reported, and the last good
     // frame stays.
     p = changed(*client, gain, "loud");
@@ -238,7 +257,7 @@ TEST_F(PreviewApi, LiveReloadKeepsTheLastGoodFrame)
     const std::string path = dir.path("api.glfx");
     const std::string good = kEffect;
     std::string broken = good, other = good;
-    broken.replace(broken.find("1.0); }"), 7, "1.0) +; }");
+    broken.replace(broken.find("min(time, 1.0);"), 15, "min(time, 1.0) +;");
     other.replace(other.find("c.rgb * gain * tint"), 19, "vec3(0.75)");
 
     // Written in place: the build fails, its log is shown, the frame stays.
