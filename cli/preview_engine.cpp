@@ -336,6 +336,7 @@ void PreviewEngine::loop()
         const double ms =
             std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
         std::string png;
+        double encodeMs = 0.0;
         if (!buildLog.empty()) {
             // A failed build renders nothing worth showing: the last good
             // frame stays.
@@ -343,7 +344,11 @@ void PreviewEngine::loop()
             lastError = commandFailure(*session, "rendering", err);
         } else {
             try {
+                const auto encodeStart = std::chrono::steady_clock::now();
                 const std::vector<unsigned char> bytes = media::encodeImage("frame.png", viewOf(*output));
+                encodeMs =
+                    std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - encodeStart)
+                        .count();
                 png.assign(bytes.begin(), bytes.end());
             } catch (const std::exception& e) {
                 lastError = e.what();
@@ -385,6 +390,7 @@ void PreviewEngine::loop()
                   {"height", output->height()},
                   {"depth", output->depth()},
                   {"render_ms", ms},
+                  {"encode_ms", encodeMs},
                   {"error", lastError},
                   {"reloads", reloads_},
                   {"build_log", buildLog},

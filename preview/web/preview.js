@@ -7,6 +7,7 @@ const FLAG_COLLAPSED = 1 << 5;   // group starts collapsed
 const UI_DISABLED = 1 << 5;      // control greyed out
 const DISPLAY_PERCENT = 1 << 0;  // slider shown in percent
 const BUSY_AFTER_MS = 200;
+const POLL_MS = 40;             // how often the page asks for a newer render
 
 let generation = 0;
 let panel = null;
@@ -238,7 +239,7 @@ function poll() {
     }
     document.getElementById('busy').hidden = !(sentAt && performance.now() - sentAt > BUSY_AFTER_MS);
   }).catch(() => showStatus('the preview is not answering', true))
-    .finally(() => setTimeout(poll, 100));
+    .finally(() => setTimeout(poll, POLL_MS));
 }
 
 function loadDiagnostics() {
