@@ -172,10 +172,44 @@ nlohmann::json PreviewEngine::panel()
     return panel_;
 }
 
-std::string PreviewEngine::framePng()
+std::string PreviewEngine::framePng(int maxWidth)
 {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return png_;
+    // Copied under the lock, scaled and encoded outside it, on the asking
+    // HTTP thread, so that the session thread never waits for encoding.
+    std::vector<uint8_t> pixels;
+    media::FrameView from;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (frame_.empty())
+            return std::string();
+        pixels = frame_;
+        from = frameView_;
+    }
+    from.data = pixels.data();
+    std::vector<uint8_t> scaled;
+    if (maxWidth > 0 && maxWidth < from.width) {
+        // Nearest pixel: enough for a view; 1:1 asks for the full frame.
+        const int pixelBytes = static_cast<int>(from.rowbytes / from.width);
+        media::FrameView to = from;
+        to.width = maxWidth;
+        to.height =
+            std::max(1, static_cast<int>(static_cast<long long>(from.height) * maxWidth / from.width));
+        to.rowbytes = static_cast<std::ptrdiff_t>(to.width) * pixelBytes;
+        scaled.resize(static_cast<std::size_t>(to.rowbytes) * static_cast<std::size_t>(to.height));
+        to.data = scaled.data();
+        for (int y = 0; y < to.height; ++y) {
+            const uint8_t* src =
+                from.row(static_cast<int>(static_cast<long long>(y) * from.height / to.height));
+            uint8_t* dst = to.row(y);
+            for (int x = 0; x < to.width; ++x)
+                std::memcpy(dst + static_cast<std::ptrdiff_t>(x) * pixelBytes,
+                            src + static_cast<long long>(x) * from.width / to.width * pixelBytes,
+                            static_cast<std::size_t>(pixelBytes));
+        }
+        from = to;
+    }
+    const std::vector<unsigned char> bytes = media::encodeImage("frame.png", from);
+    return std::string(bytes.begin(), bytes.end());
 }
 
 nlohmann::json PreviewEngine::diagnostics()
@@ -335,8 +369,8 @@ void PreviewEngine::loop()
         const PF_Err err = session->render(*input, *output, seconds);
         const double ms =
             std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
-        std::string png;
-        double encodeMs = 0.0;
+        std::vector<uint8_t> pixels; // the frame's packed rows
+        media::FrameView packed;
         if (!buildLog.empty()) {
             // A failed build renders nothing worth showing: the last good
             // frame stays.
@@ -344,12 +378,15 @@ void PreviewEngine::loop()
             lastError = commandFailure(*session, "rendering", err);
         } else {
             try {
-                const auto encodeStart = std::chrono::steady_clock::now();
-                const std::vector<unsigned char> bytes = media::encodeImage("frame.png", viewOf(*output));
-                encodeMs =
-                    std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - encodeStart)
-                        .count();
-                png.assign(bytes.begin(), bytes.end());
+                // A packed copy of the frame; the HTTP threads encode it.
+                const media::FrameView out = viewOf(*output);
+                const std::size_t rowBytes =
+                    static_cast<std::size_t>(out.width) * 4 * static_cast<std::size_t>(out.depth / 8);
+                pixels.resize(rowBytes * static_cast<std::size_t>(out.height));
+                for (int y = 0; y < out.height; ++y)
+                    std::memcpy(&pixels[rowBytes * static_cast<std::size_t>(y)], out.row(y), rowBytes);
+                packed = out;
+                packed.rowbytes = static_cast<std::ptrdiff_t>(rowBytes);
             } catch (const std::exception& e) {
                 lastError = e.what();
             }
@@ -390,14 +427,15 @@ void PreviewEngine::loop()
                   {"height", output->height()},
                   {"depth", output->depth()},
                   {"render_ms", ms},
-                  {"encode_ms", encodeMs},
                   {"error", lastError},
                   {"reloads", reloads_},
                   {"build_log", buildLog},
                   {"failed_pass", buildLog.empty() ? std::string() : failedPass(buildLog)},
                   {"params", std::move(params)}};
-        if (!png.empty())
-            png_ = std::move(png); // a failed frame keeps the last good one on screen
+        if (!pixels.empty()) { // a failed frame keeps the last good one on screen
+            frame_ = std::move(pixels);
+            frameView_ = packed;
+        }
         if (first) {
             ready_ = true;
             wake_.notify_all();

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "cli/effect_host.h"
+#include "media/Frame.h"
 #include "preview/PreviewServer.h"
 
 #include <condition_variable>
@@ -34,7 +35,7 @@ public:
     ~PreviewEngine() override;
 
     nlohmann::json panel() override;
-    std::string framePng() override;
+    std::string framePng(int maxWidth) override;
     nlohmann::json diagnostics() override;
     void change(int hostIndex, const std::string& value) override;
     void seek(double seconds) override;
@@ -50,14 +51,15 @@ private:
     std::condition_variable wake_;
     std::map<int, std::string> pending_; // host index -> newest value not yet applied
     bool stopping_ = false;
-    double seconds_ = 0.0;   // time to render at
-    bool seek_ = false;      // seconds_ changed since the last render
-    bool reload_ = false;    // the description file changed on disk
-    bool ready_ = false;     // the first frame (or the set-up failure) is there
-    std::string setupError_; // set-up failure, reported by the constructor
-    int paramCount_ = 0;     // host parameters, for checking a change's index
-    nlohmann::json panel_;   // snapshot written by the session thread after each render
-    std::string png_;        // last good frame, written by the session thread
+    double seconds_ = 0.0;       // time to render at
+    bool seek_ = false;          // seconds_ changed since the last render
+    bool reload_ = false;        // the description file changed on disk
+    bool ready_ = false;         // the first frame (or the set-up failure) is there
+    std::string setupError_;     // set-up failure, reported by the constructor
+    int paramCount_ = 0;         // host parameters, for checking a change's index
+    nlohmann::json panel_;       // snapshot written by the session thread after each render
+    std::vector<uint8_t> frame_; // last good frame, packed rows; written by the session thread
+    media::FrameView frameView_; // its size and depth (its data pointer is not used)
     nlohmann::json diagnostics_;
     uint64_t generation_ = 0;    // renders done
     uint64_t reloads_ = 0;       // descriptions reloaded

@@ -120,8 +120,16 @@ void PreviewServer::routes()
     http_->Get("/api/diagnostics", [this](const httplib::Request&, httplib::Response& res) {
         jsonReply(res, status::kOk, model_.diagnostics());
     });
-    http_->Get("/api/frame.png", [this](const httplib::Request&, httplib::Response& res) {
-        const std::string png = model_.framePng();
+    http_->Get("/api/frame.png", [this](const httplib::Request& req, httplib::Response& res) {
+        // ?w=N: the width the page shows it at; larger frames come scaled.
+        int maxWidth = 0;
+        if (req.has_param("w")) {
+            const std::string w = req.get_param_value("w");
+            if (w.empty() || w.size() > 6 || w.find_first_not_of("0123456789") != std::string::npos)
+                return errorReply(res, status::kBadRequest, "w must be a width in pixels");
+            maxWidth = std::stoi(w);
+        }
+        const std::string png = model_.framePng(maxWidth);
         if (png.empty())
             return errorReply(res, status::kUnavailable, "no frame yet");
         res.set_header("Cache-Control", "no-store");

@@ -30,8 +30,9 @@ public:
     virtual ~Model() = default;
     // {"generation", "params": [...], "error", ...}: the panel as last rendered.
     virtual nlohmann::json panel() = 0;
-    // The last good frame as PNG bytes; empty before the first one.
-    virtual std::string framePng() = 0;
+    // The last good frame as PNG bytes, scaled down to at most `maxWidth`
+    // pixels across (0: full size); empty before the first one.
+    virtual std::string framePng(int maxWidth) = 0;
     // {"errors", "warnings", "diagnostics": [...]} of the description.
     virtual nlohmann::json diagnostics() = 0;
     // A user's change of host parameter `hostIndex` to `value` (text as

