@@ -74,8 +74,8 @@ void addPreviewCommand(CLI::App& app)
     cmd->add_option("--size", o->preview.size, "Size of the test pattern, WIDTHxHEIGHT")
         ->capture_default_str()
         ->excludes(input);
-    cmd->add_option("--depth", o->preview.depth, "Host world depth: 8 or 16")
-        ->check(CLI::IsMember({8, 16}))
+    cmd->add_option("--depth", o->preview.depth, "Host world depth: 8, 16 (0..32768 a channel) or 32 (float)")
+        ->check(CLI::IsMember({8, 16, 32}))
         ->capture_default_str();
     cmd->add_option("--fps", o->preview.fps, "Frames a second")->capture_default_str();
     cmd->add_option("--port", o->port, "Port to listen on (0: a free one)")

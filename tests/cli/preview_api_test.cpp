@@ -169,6 +169,28 @@ protected:
     std::unique_ptr<httplib::Client> client;
 };
 
+// The same effect at every host depth: the world has the depth asked for,
+// and the frame the same colours.
+TEST(PreviewDepth, FrameAtEveryDepth)
+{
+    NEED_PLUGIN();
+    Scratch dir;
+    const std::string input = dir.path("grey.png");
+    std::vector<float> grey(16 * 8 * 4, 0.5f);
+    for (std::size_t i = 3; i < grey.size(); i += 4)
+        grey[i] = 1.f;
+    writePixels(input, 16, 8, grey, "uint16");
+    const std::string effect = dir.write("d.glfx", kEffect);
+    for (int depth : {8, 16, 32}) {
+        PreviewProcess proc("--depth " + std::to_string(depth) + " --effect " + q(effect) + " " + q(input));
+        ASSERT_GT(proc.port(), 0) << depth;
+        httplib::Client client("127.0.0.1", proc.port());
+        EXPECT_EQ(panelOf(client)["depth"], depth);
+        EXPECT_NEAR(redOfFrame(client, dir), 0.5f, 0.01f) << depth;
+        EXPECT_EQ(proc.stop(), 0) << depth;
+    }
+}
+
 TEST_F(PreviewApi, ChangesReachThePluginAsAUserWould)
 {
     EXPECT_EQ(proc->url(), "http://127.0.0.1:" + std::to_string(proc->port()) + "/");
