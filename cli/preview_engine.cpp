@@ -270,8 +270,13 @@ void PreviewEngine::loop()
         }
         width = source->info().width;
         height = source->info().height;
-        input = std::make_unique<glfxhost::World>(width, height, opts_.depth);
-        output = std::make_unique<glfxhost::World>(width, height, opts_.depth);
+        // The Premiere host renders 8-bit BGRA worlds only.
+        const bool premiere = opts_.host.host == "premiere";
+        if (premiere && opts_.depth != media::kDepth8)
+            throw CommandError("--host premiere renders 8-bit BGRA only; --depth " +
+                               std::to_string(opts_.depth) + " needs --host ae");
+        input = std::make_unique<glfxhost::World>(width, height, opts_.depth, premiere);
+        output = std::make_unique<glfxhost::World>(width, height, opts_.depth, premiere);
         media::FrameView view = viewOf(*input);
         double seconds = 0.0;
         if (!source->read(&view, seconds))
@@ -289,7 +294,7 @@ void PreviewEngine::loop()
             if (session->added()[static_cast<std::size_t>(hostIndex - 1)].def.param_type != PF_Param_LAYER)
                 throw CommandError("--layer " + a.name + ": parameter '" + a.name + "' is not a layer");
             const media::ImageHeader h = media::readImageHeader(a.value);
-            auto world = std::make_unique<glfxhost::World>(h.width, h.height, opts_.depth);
+            auto world = std::make_unique<glfxhost::World>(h.width, h.height, opts_.depth, premiere);
             media::readImage(a.value, viewOf(*world));
             const std::size_t slash = a.value.rfind('/');
             const std::string label = slash == std::string::npos ? a.value : a.value.substr(slash + 1);

@@ -169,8 +169,8 @@ protected:
     std::unique_ptr<httplib::Client> client;
 };
 
-// The same effect at every host depth: the world has the depth asked for,
-// and the frame the same colours.
+// The same effect at every host depth and in the Premiere host: the world
+// has the depth asked for, and the frame the same colours.
 TEST(PreviewDepth, FrameAtEveryDepth)
 {
     NEED_PLUGIN();
@@ -181,13 +181,17 @@ TEST(PreviewDepth, FrameAtEveryDepth)
         grey[i] = 1.f;
     writePixels(input, 16, 8, grey, "uint16");
     const std::string effect = dir.write("d.glfx", kEffect);
-    for (int depth : {8, 16, 32}) {
-        PreviewProcess proc("--depth " + std::to_string(depth) + " --effect " + q(effect) + " " + q(input));
-        ASSERT_GT(proc.port(), 0) << depth;
+    // Red from the input times gain, blue from time 0: a swap of red and
+    // blue (BGRA worlds under Premiere) would show.
+    for (const auto& [options, depth] : {std::pair{"--depth 8", 8}, std::pair{"--depth 16", 16},
+                                         std::pair{"--depth 32", 32}, std::pair{"--host premiere", 8}}) {
+        PreviewProcess proc(std::string(options) + " --effect " + q(effect) + " " + q(input));
+        ASSERT_GT(proc.port(), 0) << options;
         httplib::Client client("127.0.0.1", proc.port());
         EXPECT_EQ(panelOf(client)["depth"], depth);
-        EXPECT_NEAR(redOfFrame(client, dir), 0.5f, 0.01f) << depth;
-        EXPECT_EQ(proc.stop(), 0) << depth;
+        EXPECT_NEAR(redOfFrame(client, dir), 0.5f, 0.01f) << options;
+        EXPECT_NEAR(redOfFrame(client, dir, 2), 0.f, 0.01f) << options;
+        EXPECT_EQ(proc.stop(), 0) << options;
     }
 }
 
