@@ -37,6 +37,8 @@ void addDescribeCommand(CLI::App& app);
 void addPackCommand(CLI::App& app);
 void addRenderCommand(CLI::App& app);
 void addAboutCommand(CLI::App& app);
+void addCheckCommand(CLI::App& app);
+void addPreviewCommand(CLI::App& app);
 
 // The C++ source `glfx pack` writes for a plain description text.
 std::string packSource(const std::string& plain, const std::string& input);

@@ -55,6 +55,8 @@ int main(int argc, char** argv)
     glfxcli::addDescribeCommand(app);
     glfxcli::addAboutCommand(app);
     glfxcli::addPackCommand(app);
+    glfxcli::addCheckCommand(app);
+    glfxcli::addPreviewCommand(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {

@@ -1,0 +1,452 @@
+#include "cli/preview_engine.h"
+
+#include "cli/commands.h"
+#include "cli/host_params_json.h"
+#include "cli/param_text.h"
+#include "cli/render_pipeline.h"
+#include "cli/render_plan.h"
+#include "glfx/lint.h"
+#include "media/ImageFile.h"
+#include "media/MediaError.h"
+#include "media/Source.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <iostream>
+#include <memory>
+#include <poll.h>
+#include <sstream>
+#include <sys/inotify.h>
+#include <unistd.h>
+
+namespace glfxcli {
+
+namespace {
+
+constexpr double kFixedOne = 65536.0; // 16.16 fixed point
+
+// What a layer parameter may show, besides the images given with --layer.
+const char* const kLayerInput = "input";
+const char* const kLayerNone = "none";
+
+// The images layer parameters choose among: the input, and each --layer
+// file by its name. Owned by the session thread's loop.
+struct LayerChoices {
+    std::vector<std::pair<std::string, std::unique_ptr<glfxhost::World>>> images; // label, world
+    std::map<int, std::string> chosen;                                            // host index -> label
+};
+
+// Sets a layer parameter to the image labelled `label`; throws CommandError
+// for a label that names none.
+void chooseLayer(glfxhost::Session& session, glfxhost::World& input, LayerChoices& layers, int hostIndex,
+                 const std::string& label)
+{
+    glfxhost::World* world = nullptr;
+    if (label == kLayerInput) {
+        world = &input;
+    } else if (label != kLayerNone) {
+        for (auto& [name, image] : layers.images)
+            if (name == label)
+                world = image.get();
+        if (!world)
+            throw CommandError("no layer image '" + label + "' (give it with --layer)");
+    }
+    session.setLayer(hostIndex, world);
+    layers.chosen[hostIndex] = label;
+}
+
+// The host's current value of one parameter, in the units the page shows
+// (and sends back as text): numbers, degrees, layer pixels, 0..1 colours.
+nlohmann::json currentValue(const glfxhost::Session& session, int hostIndex)
+{
+    const PF_ParamDef& v = session.value(hostIndex);
+    switch (v.param_type) {
+    case PF_Param_FLOAT_SLIDER: return v.u.fs_d.value;
+    case PF_Param_CHECKBOX: return v.u.bd.value != 0;
+    case PF_Param_POPUP: return v.u.pd.value;
+    case PF_Param_ANGLE: return v.u.ad.value / kFixedOne;
+    case PF_Param_POINT: return {v.u.td.x_value / kFixedOne, v.u.td.y_value / kFixedOne};
+    case PF_Param_COLOR: {
+        const PF_Pixel& c = v.u.cd.value;
+        return {c.red / 255.0, c.green / 255.0, c.blue / 255.0};
+    }
+    default: return nullptr;
+    }
+}
+
+nlohmann::json lintJson(const std::string& text)
+{
+    nlohmann::json list = nlohmann::json::array();
+    int errors = 0;
+    for (const glfxlint::Diagnostic& d : glfxlint::lint(text)) {
+        errors += d.severity == glfxlint::Severity::kError;
+        list.push_back({{"line", d.line},
+                        {"severity", glfxlint::severityName(d.severity)},
+                        {"code", d.code},
+                        {"message", d.message}});
+    }
+    return {{"errors", errors}, {"warnings", static_cast<int>(list.size()) - errors}, {"diagnostics", list}};
+}
+
+} // namespace
+
+PreviewEngine::PreviewEngine(const PreviewOptions& opts) : opts_(opts)
+{
+    worker_ = std::thread([this] { loop(); });
+    std::unique_lock<std::mutex> lock(mutex_);
+    wake_.wait(lock, [this] { return ready_; });
+    if (!setupError_.empty()) {
+        const std::string what = setupError_;
+        lock.unlock();
+        worker_.join();
+        throw CommandError(what);
+    }
+    lock.unlock();
+    // The watch is in place before the page's address is printed, so that
+    // no save after that is missed.
+    const std::string& path = opts_.host.effect;
+    const std::size_t slash = path.rfind('/');
+    const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+    if (path.empty() || pipe(stopPipe_) != 0)
+        return;
+    inotify_ = inotify_init1(IN_CLOEXEC);
+    if (inotify_ >= 0 && inotify_add_watch(inotify_, folder.c_str(), IN_CLOSE_WRITE | IN_MOVED_TO) >= 0)
+        watcher_ = std::thread([this] { watch(); });
+}
+
+void PreviewEngine::watch()
+{
+    const std::string& path = opts_.host.effect;
+    const std::size_t slash = path.rfind('/');
+    const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
+    const int fd = inotify_;
+    alignas(inotify_event) char buf[16 * 1024];
+    while (true) {
+        pollfd fds[2] = {{fd, POLLIN, 0}, {stopPipe_[0], POLLIN, 0}};
+        if (poll(fds, 2, -1) < 0 && errno != EINTR)
+            break;
+        if (fds[1].revents)
+            break;
+        if (!(fds[0].revents & POLLIN))
+            continue;
+        const ssize_t n = read(fd, buf, sizeof buf);
+        bool ours = false;
+        for (ssize_t at = 0; n > 0 && at < n;) {
+            const auto* ev = reinterpret_cast<const inotify_event*>(buf + at);
+            if (ev->len > 0 && name == ev->name)
+                ours = true;
+            at += static_cast<ssize_t>(sizeof(inotify_event) + ev->len);
+        }
+        if (ours) {
+            std::lock_guard<std::mutex> lock(mutex_);
+            reload_ = true;
+            wake_.notify_all();
+        }
+    }
+}
+
+PreviewEngine::~PreviewEngine()
+{
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        stopping_ = true;
+    }
+    wake_.notify_all();
+    if (stopPipe_[1] >= 0 && write(stopPipe_[1], "x", 1) < 0) {
+        // The watcher then ends with the process.
+    }
+    if (watcher_.joinable())
+        watcher_.join();
+    if (worker_.joinable())
+        worker_.join();
+    for (int fd : {stopPipe_[0], stopPipe_[1], inotify_})
+        if (fd >= 0)
+            close(fd);
+}
+
+nlohmann::json PreviewEngine::panel()
+{
+    std::lock_guard<std::mutex> lock(mutex_);
+    return panel_;
+}
+
+std::string PreviewEngine::framePng(int maxWidth)
+{
+    // Copied under the lock, scaled and encoded outside it, on the asking
+    // HTTP thread, so that the session thread never waits for encoding.
+    std::vector<uint8_t> pixels;
+    media::FrameView from;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (frame_.empty())
+            return std::string();
+        pixels = frame_;
+        from = frameView_;
+    }
+    from.data = pixels.data();
+    std::vector<uint8_t> scaled;
+    if (maxWidth > 0 && maxWidth < from.width) {
+        // Nearest pixel: enough for a view; 1:1 asks for the full frame.
+        const int pixelBytes = static_cast<int>(from.rowbytes / from.width);
+        media::FrameView to = from;
+        to.width = maxWidth;
+        to.height =
+            std::max(1, static_cast<int>(static_cast<long long>(from.height) * maxWidth / from.width));
+        to.rowbytes = static_cast<std::ptrdiff_t>(to.width) * pixelBytes;
+        scaled.resize(static_cast<std::size_t>(to.rowbytes) * static_cast<std::size_t>(to.height));
+        to.data = scaled.data();
+        for (int y = 0; y < to.height; ++y) {
+            const uint8_t* src =
+                from.row(static_cast<int>(static_cast<long long>(y) * from.height / to.height));
+            uint8_t* dst = to.row(y);
+            for (int x = 0; x < to.width; ++x)
+                std::memcpy(dst + static_cast<std::ptrdiff_t>(x) * pixelBytes,
+                            src + static_cast<long long>(x) * from.width / to.width * pixelBytes,
+                            static_cast<std::size_t>(pixelBytes));
+        }
+        from = to;
+    }
+    const std::vector<unsigned char> bytes = media::encodeImage("frame.png", from);
+    return std::string(bytes.begin(), bytes.end());
+}
+
+nlohmann::json PreviewEngine::diagnostics()
+{
+    std::lock_guard<std::mutex> lock(mutex_);
+    return diagnostics_;
+}
+
+void PreviewEngine::change(int hostIndex, const std::string& value)
+{
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (hostIndex < 1 || hostIndex > paramCount_)
+            throw glfxpreview::BadRequest("no parameter " + std::to_string(hostIndex));
+        // A newer value of the same parameter replaces one not yet applied.
+        pending_[hostIndex] = value;
+    }
+    wake_.notify_all();
+}
+
+void PreviewEngine::seek(double seconds)
+{
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        seconds_ = seconds;
+        seek_ = true;
+    }
+    wake_.notify_all();
+}
+
+void PreviewEngine::loop()
+{
+    // Everything of the effect lives on this thread, from set-up to the end.
+    std::unique_ptr<glfxhost::Plugin> plugin;
+    std::unique_ptr<cglfx> fx;
+    std::unique_ptr<glfxhost::Session> session;
+    std::unique_ptr<glfxhost::World> input, output;
+    std::string lastError;
+    LayerChoices layers;
+    auto fail = [this](const std::string& what) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        setupError_ = what.empty() ? "set-up failed" : what;
+        ready_ = true;
+        wake_.notify_all();
+    };
+    try {
+        plugin = openPlugin(opts_.host);
+        const std::string text = pluginDescriptionText(*plugin);
+        fx = parseDescription(text);
+        nlohmann::json diag = lintJson(text);
+        int width = 0, height = 0;
+        std::unique_ptr<media::Source> source;
+        if (opts_.input.empty()) {
+            parseSize(opts_.size, width, height);
+            source = media::openPattern(width, height);
+        } else {
+            source = media::openSource(opts_.input);
+        }
+        width = source->info().width;
+        height = source->info().height;
+        // The Premiere host renders 8-bit BGRA worlds only.
+        const bool premiere = opts_.host.host == "premiere";
+        if (premiere && opts_.depth != media::kDepth8)
+            throw CommandError("--host premiere renders 8-bit BGRA only; --depth " +
+                               std::to_string(opts_.depth) + " needs --host ae");
+        input = std::make_unique<glfxhost::World>(width, height, opts_.depth, premiere);
+        output = std::make_unique<glfxhost::World>(width, height, opts_.depth, premiere);
+        media::FrameView view = viewOf(*input);
+        double seconds = 0.0;
+        if (!source->read(&view, seconds))
+            throw CommandError("'" + opts_.input + "' has no frame");
+        session = std::make_unique<glfxhost::Session>(*plugin, hostMode(opts_.host));
+        session->setFrameRate(opts_.fps);
+        session->setRecordLimit(256);
+        const PF_Err err = session->start();
+        if (err != PF_Err_NONE)
+            throw CommandError(commandFailure(*session, "setting up the effect", err));
+        session->setLayerSize(width, height);
+        for (const std::string& arg : opts_.layers) {
+            const Assignment a = splitAssignment(arg, "--layer");
+            const int hostIndex = findParam(*session, *fx, a.name);
+            if (session->added()[static_cast<std::size_t>(hostIndex - 1)].def.param_type != PF_Param_LAYER)
+                throw CommandError("--layer " + a.name + ": parameter '" + a.name + "' is not a layer");
+            const media::ImageHeader h = media::readImageHeader(a.value);
+            auto world = std::make_unique<glfxhost::World>(h.width, h.height, opts_.depth, premiere);
+            media::readImage(a.value, viewOf(*world));
+            const std::size_t slash = a.value.rfind('/');
+            const std::string label = slash == std::string::npos ? a.value : a.value.substr(slash + 1);
+            layers.images.emplace_back(label, std::move(world));
+            chooseLayer(*session, *input, layers, hostIndex, label);
+        }
+        std::lock_guard<std::mutex> lock(mutex_);
+        diagnostics_ = std::move(diag);
+        paramCount_ = static_cast<int>(session->added().size());
+    } catch (const CommandError& e) {
+        return fail(e.what());
+    } catch (const media::MediaError& e) {
+        return fail(e.what());
+    } catch (const std::exception& e) {
+        return fail(e.what());
+    }
+
+    bool reload = false;
+    double seconds = 0.0;
+    std::string buildLog; // the last reload's shader build log; empty when it built
+    for (bool first = true;; first = false) {
+        std::map<int, std::string> changes;
+        if (!first) {
+            std::unique_lock<std::mutex> lock(mutex_);
+            wake_.wait(lock, [this] { return stopping_ || reload_ || seek_ || !pending_.empty(); });
+            if (stopping_)
+                break;
+            changes.swap(pending_);
+            reload = reload_;
+            reload_ = false;
+            seek_ = false;
+            seconds = seconds_;
+        }
+        lastError.clear();
+        if (reload) {
+            // As the plug-in's Options command does: parse the file again and
+            // rebuild the programs; the build log arrives as an alert.
+            buildLog.clear();
+            try {
+                const std::string text = readTextFile(opts_.host.effect);
+                plugin->setEffectText(text);
+                fx = parseDescription(text);
+                nlohmann::json diag = lintJson(text);
+                const uint64_t before = session->records().alerts.total();
+                std::ostringstream held; // the alert's own printing is shown in the page instead
+                std::streambuf* const terminal = std::cerr.rdbuf(held.rdbuf());
+                const PF_Err err = session->doDialog();
+                std::cerr.rdbuf(terminal);
+                if (err != PF_Err_NONE)
+                    lastError = commandFailure(*session, "reloading the description", err);
+                const auto& alerts = session->records().alerts;
+                const std::size_t fresh =
+                    std::size_t(std::min<uint64_t>(alerts.total() - before, alerts.size()));
+                for (std::size_t i = alerts.size() - fresh; i < alerts.size(); ++i)
+                    buildLog += alerts[i] + "\n";
+                std::lock_guard<std::mutex> lock(mutex_);
+                diagnostics_ = std::move(diag);
+                ++reloads_;
+            } catch (const std::exception& e) {
+                lastError = e.what();
+            }
+            reload = false;
+        }
+        for (const auto& [hostIndex, value] : changes) {
+            const glfxhost::AddedParam& p = session->added()[static_cast<std::size_t>(hostIndex - 1)];
+            const std::string& name = fx->par[std::clamp(p.descIndex, 0, glfxlimits::kMaxParams - 1)].uniform;
+            try {
+                if (p.def.param_type == PF_Param_LAYER)
+                    chooseLayer(*session, *input, layers, hostIndex, value);
+                else
+                    applyValue(*session, hostIndex, name, value);
+            } catch (const std::exception& e) {
+                lastError = e.what();
+            }
+        }
+        const auto start = std::chrono::steady_clock::now();
+        const PF_Err err = session->render(*input, *output, seconds);
+        const double ms =
+            std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+        std::vector<uint8_t> pixels; // the frame's packed rows
+        media::FrameView packed;
+        if (!buildLog.empty()) {
+            // A failed build renders nothing worth showing: the last good
+            // frame stays.
+        } else if (err != PF_Err_NONE) {
+            lastError = commandFailure(*session, "rendering", err);
+        } else {
+            try {
+                // A packed copy of the frame; the HTTP threads encode it.
+                const media::FrameView out = viewOf(*output);
+                const std::size_t rowBytes =
+                    static_cast<std::size_t>(out.width) * 4 * static_cast<std::size_t>(out.depth / 8);
+                pixels.resize(rowBytes * static_cast<std::size_t>(out.height));
+                for (int y = 0; y < out.height; ++y)
+                    std::memcpy(&pixels[rowBytes * static_cast<std::size_t>(y)], out.row(y), rowBytes);
+                packed = out;
+                packed.rowbytes = static_cast<std::ptrdiff_t>(rowBytes);
+            } catch (const std::exception& e) {
+                lastError = e.what();
+            }
+        }
+
+        std::vector<std::string> warnings;
+        nlohmann::json params = hostParamsJson(*session, *fx, warnings);
+        const glfxhost::Records& rec = session->records();
+        for (std::size_t k = 0; k < params.size(); ++k) {
+            const glfxhost::AddedParam& p = session->added()[k];
+            nlohmann::json& j = params[k];
+            j["host_index"] = p.hostIndex;
+            if (p.descIndex >= 0 && p.descIndex < glfxlimits::kMaxParams)
+                j["uniform"] = fx->par[p.descIndex].uniform;
+            j["current"] = currentValue(*session, p.hostIndex);
+            if (p.def.param_type == PF_Param_LAYER) {
+                const auto chosen = layers.chosen.find(p.hostIndex);
+                j["current"] = chosen != layers.chosen.end() ? chosen->second : std::string(kLayerInput);
+            }
+            const auto flags = rec.uiFlags.find(p.hostIndex);
+            j["current_ui_flags"] = flags == rec.uiFlags.end() ? p.def.ui_flags : flags->second;
+            const auto hidden = rec.hidden.find(p.hostIndex);
+            j["hidden"] = hidden != rec.hidden.end() && hidden->second;
+            const auto stream = rec.streamNames.find(p.hostIndex);
+            j["stream_name"] = stream == rec.streamNames.end() ? p.name : stream->second;
+        }
+        nlohmann::json layerLabels = {kLayerInput, kLayerNone};
+        for (const auto& image : layers.images)
+            layerLabels.push_back(image.first);
+        std::lock_guard<std::mutex> lock(mutex_);
+        ++generation_;
+        panel_ = {{"generation", generation_},
+                  {"effect", fx->settings.name},
+                  {"seconds", seconds},
+                  {"fps", opts_.fps},
+                  {"layer_choices", layerLabels},
+                  {"width", output->width()},
+                  {"height", output->height()},
+                  {"depth", output->depth()},
+                  {"render_ms", ms},
+                  {"error", lastError},
+                  {"reloads", reloads_},
+                  {"build_log", buildLog},
+                  {"failed_pass", buildLog.empty() ? std::string() : failedPass(buildLog)},
+                  {"params", std::move(params)}};
+        if (!pixels.empty()) { // a failed frame keeps the last good one on screen
+            frame_ = std::move(pixels);
+            frameView_ = packed;
+        }
+        if (first) {
+            ready_ = true;
+            wake_.notify_all();
+        }
+    }
+    session.reset(); // set down on this thread, before the plug-in unloads
+}
+
+} // namespace glfxcli

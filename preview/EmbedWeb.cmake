@@ -1,0 +1,16 @@
+# Writes OUT: a C++ source defining glfxpreview::webAsset() over the files
+# FILES of DIR, each kept as a raw string literal.
+set(body "// Generated from preview/web at build time; do not edit.\n#include \"preview/WebAssets.h\"\n\nnamespace glfxpreview {\n\nconst WebAsset* webAsset(const std::string& path)\n{\n    static const WebAsset kAssets[] = {\n")
+foreach(f ${FILES})
+  file(READ ${DIR}/${f} text)
+  if(f MATCHES "\\.html$")
+    set(type "text/html; charset=utf-8")
+  elseif(f MATCHES "\\.js$")
+    set(type "text/javascript; charset=utf-8")
+  else()
+    set(type "text/css; charset=utf-8")
+  endif()
+  string(APPEND body "        {\"/${f}\", \"${type}\", R\"glfxweb(${text})glfxweb\"},\n")
+endforeach()
+string(APPEND body "    };\n    for (const WebAsset& a : kAssets)\n        if (path == a.path)\n            return &a;\n    return nullptr;\n}\n\n} // namespace glfxpreview\n")
+file(WRITE ${OUT} "${body}")

@@ -1,0 +1,85 @@
+// The preview's HTTP side: serves the embedded page, the current frame and a
+// small JSON API over a Model (the effect session, which lives elsewhere),
+// on one address. Requests whose Host header does not name that address are
+// refused, so that a page from another site cannot reach the API through a
+// name that resolves to the loopback address.
+#pragma once
+
+#include <nlohmann/json.hpp>
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+namespace httplib {
+class Server;
+}
+
+namespace glfxpreview {
+
+// A request the model cannot take (unknown parameter, value of the wrong
+// kind): answered 400 with the message.
+struct BadRequest : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// What the server shows and changes. Every call may come from any of the
+// server's threads; the model keeps its own effect work on its own thread.
+class Model {
+public:
+    virtual ~Model() = default;
+    // {"generation", "params": [...], "error", ...}: the panel as last rendered.
+    virtual nlohmann::json panel() = 0;
+    // The last good frame as PNG bytes, scaled down to at most `maxWidth`
+    // pixels across (0: full size); empty before the first one.
+    virtual std::string framePng(int maxWidth) = 0;
+    // {"errors", "warnings", "diagnostics": [...]} of the description.
+    virtual nlohmann::json diagnostics() = 0;
+    // A user's change of host parameter `hostIndex` to `value` (text as
+    // `glfx render --set` takes it). Queued; throws BadRequest when the
+    // parameter does not exist.
+    virtual void change(int hostIndex, const std::string& value) = 0;
+    // The time to render at, in seconds (0 or more). Queued; a newer time
+    // replaces one not yet rendered.
+    virtual void seek(double seconds) = 0;
+};
+
+// HTTP status codes the server answers with.
+namespace status {
+constexpr int kOk = 200;
+constexpr int kAccepted = 202;
+constexpr int kBadRequest = 400;
+constexpr int kForbidden = 403;
+constexpr int kNotFound = 404;
+constexpr int kMethodNotAllowed = 405;
+constexpr int kPayloadTooLarge = 413;
+constexpr int kUnavailable = 503;
+} // namespace status
+
+class PreviewServer {
+public:
+    // Binds `address`:`port` (0: a free port). Throws std::runtime_error when
+    // it cannot bind.
+    PreviewServer(Model& model, const std::string& address, int port);
+    ~PreviewServer();
+    PreviewServer(const PreviewServer&) = delete;
+    PreviewServer& operator=(const PreviewServer&) = delete;
+
+    int port() const { return port_; }
+    // "http://127.0.0.1:PORT/"
+    std::string url() const;
+    // Serves until stop() (from another thread or a signal watcher).
+    void run();
+    void stop();
+
+private:
+    bool hostAllowed(const std::string& host) const;
+    void routes();
+
+    Model& model_;
+    std::string address_;
+    int port_ = 0;
+    std::unique_ptr<httplib::Server> http_; // owned; lives as long as this
+};
+
+} // namespace glfxpreview

@@ -1,0 +1,243 @@
+#!/usr/bin/python3
+"""The preview page in headless Chromium: load it, move a slider, choose a
+preset, flip a group switch and drag a point, asserting on the frame's
+pixels (read back from the page's own image) and on the controls. Exits 0
+when every check holds; screenshots go to --out."""
+
+import argparse
+import os
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+from selenium import webdriver
+from selenium.webdriver.chrome.service import Service
+from selenium.webdriver.common.action_chains import ActionChains
+from selenium.webdriver.common.by import By
+from selenium.webdriver.support.ui import Select, WebDriverWait
+
+# red = gain * tint, green = 0.5 while the switch is on, blue = the point's x
+# across the frame. Choosing "dark" sets gain to 0.2 through a preset.
+EFFECT = """[settings]
+name=Browser
+[par1]
+name=Gain
+param=gain
+type=float
+min=0
+max=1
+default=1
+[par2]
+name=On
+param=on
+type=check
+text=Enable
+default=true
+groupswitch=10
+[par3]
+name=Tint
+param=tint
+type=float
+min=0
+max=1
+default=1
+group=11
+[par4]
+name=Look
+param=look
+type=popup
+text=plain|dark
+flags=3
+[par5]
+name=Centre
+param=centre
+type=point
+default=10|10
+[preset_look_1]
+gain=0.2
+[ps0]
+uniform float gain;
+uniform float tint;
+uniform int on;
+uniform vec2 centre;
+uniform vec2 resolution;
+void main() {
+  gl_FragColor = vec4(gain * tint, on == 1 ? 0.5 : 0.0, clamp(centre.x / resolution.x, 0.0, 1.0), 1.0);
+}
+"""
+
+READ_PIXEL = """
+const img = document.getElementById('frame');
+if (!img.complete || img.naturalWidth === 0) return null;
+const c = document.createElement('canvas');
+c.width = img.naturalWidth; c.height = img.naturalHeight;
+const g = c.getContext('2d');
+g.drawImage(img, 0, 0);
+return Array.from(g.getImageData(arguments[0], arguments[1], 1, 1).data);
+"""
+
+ARGS = None
+
+
+class PreviewPage(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.dir = tempfile.TemporaryDirectory()
+        effect = cls.effect = os.path.join(cls.dir.name, "browser.glfx")
+        with open(effect, "w") as f:
+            f.write(EFFECT)
+        cls.proc = subprocess.Popen([ARGS.glfx, "preview", "--effect", effect, "--size", "160x120"],
+                                    stdout=subprocess.PIPE, text=True)
+        cls.url = cls.proc.stdout.readline().strip()
+        opts = webdriver.ChromeOptions()
+        for a in ("--headless=new", "--no-sandbox", "--disable-gpu", "--window-size=1000,700"):
+            opts.add_argument(a)
+        cls.driver = webdriver.Chrome(service=Service(ARGS.chromedriver), options=opts)
+        os.makedirs(ARGS.out, exist_ok=True)
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.driver.quit()
+        cls.proc.send_signal(signal.SIGINT)
+        cls.status = cls.proc.wait(timeout=20)
+        cls.proc.stdout.close()
+        cls.dir.cleanup()
+
+    def control(self, uniform):
+        return self.driver.find_element(By.CSS_SELECTOR, '[data-uniform="%s"]' % uniform)
+
+    def generation(self):
+        return int(self.driver.find_element(By.ID, "frame").get_attribute("data-generation") or 0)
+
+    def pixel_after(self, before, x=0, y=0):
+        """The frame's pixel once a render newer than `before` is shown."""
+        def shown(d):
+            if self.generation() <= before:
+                return None
+            return d.execute_script(READ_PIXEL, x, y)
+        return WebDriverWait(self.driver, 15).until(shown)
+
+    def shot(self, name):
+        self.driver.save_screenshot(os.path.join(ARGS.out, name + ".png"))
+
+    def test_panel_and_frame(self):
+        d = self.driver
+        self.assertTrue(self.url.startswith("http://127.0.0.1:"), self.url)
+        d.get(self.url)
+        px = self.pixel_after(0)
+        self.assertAlmostEqual(px[0], 255, delta=2)  # gain 1, tint 1
+        self.assertAlmostEqual(px[1], 128, delta=2)  # switch on
+        items = d.find_elements(By.CSS_SELECTOR, "#diagnostics li")
+        self.assertEqual(items, [], [i.text for i in items])
+        self.shot("01-loaded")
+
+        # A slider moved as a user drags it (input events on the range).
+        g = self.generation()
+        d.execute_script("const r = arguments[0]; r.value = 0.5; r.dispatchEvent(new Event('input'));",
+                         self.control("gain"))
+        px = self.pixel_after(g)
+        self.assertAlmostEqual(px[0], 128, delta=2)
+        self.shot("02-slider")
+
+        # The preset writes gain back; the slider shows it.
+        g = self.generation()
+        Select(self.control("look")).select_by_visible_text("dark")
+        px = self.pixel_after(g)
+        self.assertAlmostEqual(px[0], 51, delta=2)
+        self.assertAlmostEqual(float(self.control("gain").get_attribute("value")), 0.2, places=3)
+        self.shot("03-preset")
+
+        # The switch disables the group's control and changes the frame.
+        self.assertTrue(self.control("tint").is_enabled())
+        g = self.generation()
+        self.control("on").click()
+        px = self.pixel_after(g)
+        self.assertEqual(px[1], 0)
+        WebDriverWait(d, 10).until(lambda _: not self.control("tint").is_enabled())
+        self.shot("04-switch")
+
+        # A point dragged across the frame: the control and the frame follow.
+        frame = d.find_element(By.ID, "frame")
+        width = frame.size["width"]
+        g = self.generation()
+        ActionChains(d).move_to_element_with_offset(frame, -width // 4, 0).click_and_hold() \
+            .move_by_offset(width // 2, 0).release().perform()
+        deadline = time.time() + 15
+        while time.time() < deadline:
+            x = float(self.control("centre").get_attribute("value") or 0)
+            px = d.execute_script(READ_PIXEL, 0, 0)
+            if x > 100 and px and abs(px[2] - round(255 * x / 160)) <= 3:
+                break
+            time.sleep(0.1)
+        self.assertGreater(x, 100)  # three quarters across a 160-pixel frame
+        self.assertAlmostEqual(px[2], round(255 * x / 160), delta=3)
+        self.shot("05-point")
+
+        # The description edited on disk: broken, the build log shows and the
+        # last good frame stays; fixed, the new shader's frame arrives.
+        log = d.find_element(By.ID, "buildlog")
+        self.assertFalse(log.is_displayed())
+        before = d.execute_script(READ_PIXEL, 0, 0)
+        with open(self.effect, "w") as f:
+            f.write(EFFECT.replace("1.0);\n}", "1.0) +;\n}"))
+        WebDriverWait(d, 15).until(lambda _: log.is_displayed())
+        self.assertIn("error", log.text)
+        self.assertEqual(d.execute_script(READ_PIXEL, 0, 0), before)
+        self.shot("06-broken")
+        g = self.generation()
+        with open(self.effect, "w") as f:
+            f.write(EFFECT.replace("gain * tint,", "0.25,"))
+        px = self.pixel_after(g)
+        WebDriverWait(d, 15).until(lambda _: not log.is_displayed())
+        px = WebDriverWait(d, 15).until(
+            lambda _: (lambda q: q if q and abs(q[0] - 64) <= 2 else None)(d.execute_script(READ_PIXEL, 0, 0)))
+        self.assertAlmostEqual(px[0], 64, delta=2)
+        self.shot("07-fixed")
+
+
+class BuiltInEffect(unittest.TestCase):
+    """The built-in effect's panel on the test pattern (the README's picture)."""
+
+    def test_panel(self):
+        proc = subprocess.Popen([ARGS.glfx, "preview", "--size", "960x540"], stdout=subprocess.PIPE, text=True)
+        url = proc.stdout.readline().strip()
+        opts = webdriver.ChromeOptions()
+        for a in ("--headless=new", "--no-sandbox", "--disable-gpu", "--window-size=1400,800"):
+            opts.add_argument(a)
+        d = webdriver.Chrome(service=Service(ARGS.chromedriver), options=opts)
+        try:
+            d.get(url)
+            WebDriverWait(d, 30).until(lambda _: d.execute_script(READ_PIXEL, 480, 270))
+            groups = d.find_elements(By.CSS_SELECTOR, "#controls details")
+            sliders = d.find_elements(By.CSS_SELECTOR, "#controls input[type=range][data-uniform]")
+            self.assertGreater(len(groups), 0)
+            self.assertGreater(len(sliders), 0)
+            self.assertEqual(d.find_elements(By.CSS_SELECTOR, "#diagnostics li"), [])
+            self.assertEqual(d.find_element(By.ID, "title").text, "Cinematic")
+            d.save_screenshot(os.path.join(ARGS.out, "00-built-in.png"))
+        finally:
+            d.quit()
+            proc.send_signal(signal.SIGINT)
+            self.assertEqual(proc.wait(timeout=20), 0)
+            proc.stdout.close()
+
+
+def main():
+    global ARGS
+    p = argparse.ArgumentParser()
+    p.add_argument("--glfx", required=True)
+    p.add_argument("--chromedriver", default="/usr/bin/chromedriver")
+    p.add_argument("--out", required=True)
+    ARGS = p.parse_args()
+    result = unittest.main(argv=[sys.argv[0]], exit=False).result
+    ok = result.wasSuccessful() and PreviewPage.status == 0
+    if PreviewPage.status != 0:
+        print("glfx preview exited with status %s after SIGINT" % PreviewPage.status)
+    sys.exit(0 if ok else 1)
+
+
+if __name__ == "__main__":
+    main()
