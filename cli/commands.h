@@ -37,6 +37,7 @@ void addDescribeCommand(CLI::App& app);
 void addPackCommand(CLI::App& app);
 void addRenderCommand(CLI::App& app);
 void addAboutCommand(CLI::App& app);
+void addFrei0rCommand(CLI::App& app);
 
 // The C++ source `glfx pack` writes for a plain description text.
 std::string packSource(const std::string& plain, const std::string& input);

@@ -55,6 +55,7 @@ int main(int argc, char** argv)
     glfxcli::addDescribeCommand(app);
     glfxcli::addAboutCommand(app);
     glfxcli::addPackCommand(app);
+    glfxcli::addFrei0rCommand(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
