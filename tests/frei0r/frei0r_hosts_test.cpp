@@ -1,0 +1,219 @@
+// The frei0r module inside the real hosts: a module written by
+// `glfx frei0r`, loaded by ffmpeg's frei0r filters (and melt when present),
+// must give the same 8-bit frame as `glfx render` with the same values, see
+// the frame's time in seconds, and fail to load cleanly when it carries no
+// effect.
+#include "cli_run.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+using namespace clitest;
+
+namespace {
+
+constexpr int kWidth = 64, kHeight = 48;
+
+// Bands by column: 0..7 (level / 2, count / 10, popup item / 2, the group
+// switch's definition), 8..15 the tint, 16..23 (angle / 360, point / 64,
+// point / 64, 1), 24..31 time; the rest shows the input with its channels
+// turned round, so the frame's own pixels count too. Nearest sampling keeps
+// 8-bit values exact.
+const char* kValues =
+    "[settings]\nname=Values\ndescription=Every parameter type in pixels.\ninterp=0\n"
+    "[par1]\nparam=level\ntype=float\nmin=0\nmax=2\ndefault=0.5\ngroup=3\n"
+    "[par2]\nparam=count\ntype=int\nmin=0\nmax=10\ndefault=2\n"
+    "[par3]\nparam=tint\ntype=color\ndefault=0|0|0\n"
+    "[par4]\nparam=mode\ntype=popup\ntext=off|half|full\ndefault=0\n"
+    "[par5]\nparam=on\ntype=check\nflags=1\ngroupswitch=3\ndefault=0\n"
+    "[par6]\nparam=turn\ntype=angle\ndefault=10\n"
+    "[par7]\nparam=spot\ntype=point\ndefault=0.5|0.25\n"
+    "[par8]\nparam=look\ntype=popup\ntext=none|warm|cold\nflags=3\n"
+    "[preset_look_1]\nlevel=1.5\n[preset_look_2]\nlevel=0.25\n"
+    "[ps0]\nuniform sampler2D in0;\nuniform float level, count, turn, time;\nuniform vec3 tint;\n"
+    "uniform int mode;\nuniform vec2 spot;\n"
+    "void main() {\n float x = gl_FragCoord.x;\n"
+    " if (x < 8.0)\n"
+    "  gl_FragColor = vec4(level / 2.0, count / 10.0, float(mode) / 2.0, _on != 0 ? 1.0 : 0.0);\n"
+    " else if (x < 16.0)\n  gl_FragColor = vec4(tint, 1.0);\n"
+    " else if (x < 24.0)\n  gl_FragColor = vec4(turn / 360.0, spot / 64.0, 1.0);\n"
+    " else if (x < 32.0)\n  gl_FragColor = vec4(time, time, time, 1.0);\n"
+    " else\n  gl_FragColor = texture2D(in0, gl_TexCoord[0].st).gbra;\n}\n";
+
+// A second, different effect: the colours inverted.
+const char* kInvert = "[settings]\nname=Flip\ninterp=0\n"
+                      "[par1]\nparam=amount\ntype=float\nmin=0\nmax=1\ndefault=1\n"
+                      "[ps0]\nuniform sampler2D in0;\nuniform float amount;\n"
+                      "void main() {\n vec4 c = texture2D(in0, gl_TexCoord[0].st);\n"
+                      " gl_FragColor = vec4(mix(c.rgb, vec3(1.0) - c.rgb, amount), c.a);\n}\n";
+
+struct Shell {
+    int status = -1; // exit status; -1 when killed by a signal
+    std::string output;
+};
+
+// Runs a shell command with FREI0R_PATH at `dir`, stderr with stdout.
+Shell sh(const std::string& dir, const std::string& cmd)
+{
+    Shell r;
+    const std::string full = "FREI0R_PATH=" + q(dir) + " " + cmd + " 2>&1";
+    if (FILE* pipe = popen(full.c_str(), "r")) {
+        char buf[4096];
+        for (size_t n; (n = fread(buf, 1, sizeof buf, pipe)) > 0;)
+            r.output.append(buf, n);
+        const int st = pclose(pipe);
+        r.status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
+    }
+    return r;
+}
+
+bool have(const std::string& tool)
+{
+    return std::system(("command -v " + tool + " >/dev/null 2>&1").c_str()) == 0;
+}
+
+class Frei0rHosts : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        if (!pluginBuilt())
+            GTEST_SKIP() << "glfxplugin.so is not built beside glfx";
+        if (!have("ffmpeg"))
+            GTEST_SKIP() << "ffmpeg is not installed (scripts/bootstrap installs it)";
+        // A test pattern with distinct values in every channel.
+        const Shell r = sh(s.path(""), "ffmpeg -hide_banner -loglevel error -f lavfi -i testsrc2=size=" +
+                                           std::to_string(kWidth) + "x" + std::to_string(kHeight) +
+                                           ":rate=5 -frames:v 1 -pix_fmt rgba -y " + q(s.path("in.png")));
+        ASSERT_EQ(r.status, 0) << r.output;
+    }
+
+    // Writes module NAME.so for the effect text into the scratch folder.
+    void module(const std::string& name, const char* effect)
+    {
+        const std::string file = s.write(name + ".glfx", effect);
+        const Result r = glfx("frei0r --effect " + q(file) + " -o " + q(s.path(name + ".so")));
+        ASSERT_EQ(r.status, 0) << r.err;
+    }
+
+    // `glfx render` of in.png with the effect and --set options.
+    Pixels reference(const std::string& name, const std::string& input, const std::string& sets)
+    {
+        const std::string out = s.path(name + "_ref.png");
+        const Result r = glfx("render --effect " + q(s.path(name + ".glfx")) + " " + q(input) + " " + sets +
+                              " -o " + q(out));
+        EXPECT_EQ(r.status, 0) << r.err;
+        return readPixels(out);
+    }
+
+    Pixels ffmpeg(const std::string& filters, const std::string& out)
+    {
+        const Shell r =
+            sh(s.path(""), "ffmpeg -hide_banner -loglevel error -i " + q(s.path("in.png")) + " -vf " +
+                               q(filters) + " -frames:v 1 -update 1 -y " + q(s.path(out)));
+        EXPECT_EQ(r.status, 0) << r.output;
+        return readPixels(s.path(out));
+    }
+
+    Scratch s;
+};
+
+void expectSame(const Pixels& got, const Pixels& want)
+{
+    ASSERT_EQ(got.width, want.width);
+    ASSERT_EQ(got.height, want.height);
+    ASSERT_GE(got.channels, 3);
+    int bad = 0;
+    for (int y = 0; y < want.height; ++y)
+        for (int x = 0; x < want.width; ++x)
+            for (int c = 0; c < 3; ++c)
+                if (got.at(x, y, c) != want.at(x, y, c) && ++bad <= 5)
+                    ADD_FAILURE() << "pixel " << x << "," << y << " channel " << c << ": "
+                                  << got.at(x, y, c) * 255 << " against " << want.at(x, y, c) * 255;
+    EXPECT_EQ(bad, 0);
+}
+
+// ffmpeg sets parameters by position: level, count, tint, mode, on, turn,
+// spot_x, spot_y, look. Sliders take [0,1] of their range, the angle [0,1] of
+// a turn, the point fractions of the frame (64 x 48).
+struct ValuesCase {
+    const char* what;
+    const char* params; // ffmpeg's filter_params
+    const char* sets;   // the same values for glfx render
+};
+
+class Frei0rValues : public Frei0rHosts, public ::testing::WithParamInterface<ValuesCase> {};
+
+TEST_P(Frei0rValues, FfmpegFrameEqualsGlfxRender)
+{
+    module("values", kValues);
+    const ValuesCase& c = GetParam();
+    const Pixels got = ffmpeg(std::string("frei0r=filter_name=values:filter_params=") + c.params, "out.png");
+    expectSame(got, reference("values", s.path("in.png"), c.sets));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Params, Frei0rValues,
+    ::testing::Values(
+        ValuesCase{"defaults", "", ""},
+        ValuesCase{"every type", "0.75|0.3|0.2/0.4/1|full|y|0.25|0.125|0.75|none",
+                   "--set level=1.5 --set count=3 --set tint=0.2,0.4,1 --set mode=full --set on=true "
+                   "--set turn=90 --set spot=8,36"},
+        ValuesCase{"popup by number, out of range clamps", "1.5|-1|0/0/0|2",
+                   "--set level=2 --set count=0 --set mode=half"},
+        ValuesCase{"a preset overrides the level the host set", "0.1|0.2|0/0/0|off|n|0.25|0.5|0.25|warm",
+                   "--set level=0.2 --set turn=90 --set look=warm"}),
+    [](const ::testing::TestParamInfo<ValuesCase>& i) {
+        std::string n = i.param.what;
+        for (char& ch : n)
+            if (!std::isalnum(static_cast<unsigned char>(ch)))
+                ch = '_';
+        return n;
+    });
+
+// Two different effects in one filter graph, each with its own description.
+TEST_F(Frei0rHosts, TwoEffectsInOneGraph)
+{
+    module("values", kValues);
+    module("flip", kInvert);
+    const Pixels got = ffmpeg(
+        "frei0r=filter_name=flip:filter_params=1,frei0r=filter_name=values:filter_params=0.25", "two.png");
+    // The chain by hand: flip the input, then run the values effect on that.
+    ASSERT_EQ(reference("flip", s.path("in.png"), "--set amount=1").width, kWidth);
+    expectSame(got, reference("values", s.path("flip_ref.png"), "--set level=0.5"));
+}
+
+// ffmpeg passes milliseconds; the effect must see seconds: frame k of a 5 fps
+// clip is at k / 5 s, written as k / 5 × 255 into the time band.
+TEST_F(Frei0rHosts, FfmpegTimeReadsSeconds)
+{
+    module("values", kValues);
+    const Shell r =
+        sh(s.path(""), "ffmpeg -hide_banner -loglevel error -f lavfi -i testsrc2=size=64x48:rate=5 "
+                       "-frames:v 5 -vf frei0r=filter_name=values -y " +
+                           q(s.path("t%d.png")));
+    ASSERT_EQ(r.status, 0) << r.output;
+    for (int k = 0; k < 5; ++k) {
+        const Pixels p = readPixels(s.path("t" + std::to_string(k + 1) + ".png"));
+        EXPECT_EQ(std::lround(p.at(28, 10, 0) * 255), k * 51) << "frame " << k;
+    }
+}
+
+// A module without an effect (the bare template) does not load: the host
+// says so and exits with an error status, not a crash.
+TEST_F(Frei0rHosts, BareTemplateFailsToLoad)
+{
+    std::filesystem::copy_file(std::string(GLFX_BINARY_DIR) + "/glfxfrei0r.so", s.path("bare.so"));
+    const Shell r = sh(s.path(""), "ffmpeg -hide_banner -loglevel error -i " + q(s.path("in.png")) +
+                                       " -vf frei0r=filter_name=bare -f null -");
+    EXPECT_GT(r.status, 0) << r.output;
+    EXPECT_NE(r.output.find("carries no effect"), std::string::npos) << r.output;
+}
+
+} // namespace
