@@ -205,6 +205,93 @@ TEST_F(Frei0rHosts, FfmpegTimeReadsSeconds)
     }
 }
 
+// melt and GStreamer set parameters by name (MLT never sets positions, so
+// the point keeps its default) and set every one before every frame: the
+// preset a popup applies must stand. Each host writes one frame of in.png.
+struct NamedHost {
+    const char* tool;
+    std::string (*command)(const std::string& dir);
+};
+
+std::string meltProfile(const std::string& dir)
+{
+    std::ofstream(dir + "/profile")
+        << "description=test\nframe_rate_num=5\nframe_rate_den=1\nwidth=64\nheight=48\nprogressive=1\n"
+           "sample_aspect_num=1\nsample_aspect_den=1\ndisplay_aspect_num=4\n"
+           "display_aspect_den=3\ncolorspace=709\n";
+    return q(dir + "/profile");
+}
+
+const NamedHost kNamedHosts[] = {
+    {"melt",
+     [](const std::string& dir) {
+         return "melt -profile " + meltProfile(dir) + " " + q(dir + "/in.png") +
+                " out=0 -filter frei0r.values level=0.75 count=0.3 mode=full on=1 turn=0.25 look=warm "
+                "-consumer avformat:" +
+                q(dir + "/host.png") + " vcodec=png pix_fmt=rgba frames=1";
+     }},
+    {"gst-launch-1.0",
+     [](const std::string& dir) {
+         return "GST_REGISTRY=" + q(dir + "/registry.bin") +
+                " gst-launch-1.0 -q filesrc location=" + q(dir + "/in.png") +
+                " ! pngdec ! videoconvert ! frei0r-filter-values level=0.75 count=0.3 mode=full on=true "
+                "turn=0.25 look=warm ! videoconvert ! pngenc ! filesink location=" +
+                q(dir + "/host.png");
+     }},
+};
+
+TEST_F(Frei0rHosts, NamedHostsFrameEqualsGlfxRender)
+{
+    module("values", kValues);
+    const Pixels want = reference(
+        "values", s.path("in.png"),
+        "--set level=1.5 --set count=3 --set mode=full --set on=true --set turn=90 --set look=warm");
+    for (const NamedHost& h : kNamedHosts) {
+        SCOPED_TRACE(h.tool);
+        if (!have(h.tool)) {
+            ADD_FAILURE() << h.tool << " is not installed (scripts/bootstrap installs it)";
+            continue;
+        }
+        std::filesystem::remove(s.path("host.png"));
+        const Shell r = sh(s.path(""), h.command(s.path("")));
+        ASSERT_EQ(r.status, 0) << r.output;
+        expectSame(readPixels(s.path("host.png")), want);
+    }
+}
+
+// Seconds in melt and GStreamer too: five frames at 5 fps.
+TEST_F(Frei0rHosts, NamedHostsTimeReadsSeconds)
+{
+    module("values", kValues);
+    const std::string dir = s.path("");
+    const struct {
+        const char* tool;
+        std::string command;
+        int first; // the number of the first file
+    } hosts[] = {
+        {"melt",
+         "melt -profile " + meltProfile(dir) + " " + q(dir + "/in.png") +
+             " out=4 -filter frei0r.values -consumer avformat:" + q(dir + "/t%d.png") + " vcodec=png",
+         1},
+        {"gst-launch-1.0",
+         "GST_REGISTRY=" + q(dir + "/registry.bin") +
+             " gst-launch-1.0 -q videotestsrc num-buffers=5 ! video/x-raw,width=64,height=48,framerate=5/1 ! "
+             "videoconvert ! frei0r-filter-values ! videoconvert ! pngenc ! multifilesink location=" +
+             q(dir + "/t%d.png"),
+         0},
+    };
+    for (const auto& h : hosts) {
+        SCOPED_TRACE(h.tool);
+        const Shell r = sh(dir, h.command);
+        ASSERT_EQ(r.status, 0) << r.output;
+        for (int k = 0; k < 5; ++k) {
+            const Pixels p = readPixels(s.path("t" + std::to_string(k + h.first) + ".png"));
+            ASSERT_EQ(p.width, kWidth) << "frame " << k;
+            EXPECT_EQ(std::lround(p.at(28, 10, 0) * 255), k * 51) << "frame " << k;
+        }
+    }
+}
+
 // A module without an effect (the bare template) does not load: the host
 // says so and exits with an error status, not a crash.
 TEST_F(Frei0rHosts, BareTemplateFailsToLoad)
