@@ -14,6 +14,9 @@ namespace {
 // seconds whatever it is (glfx render uses the same default).
 constexpr double kFramesPerSecond = 30.0;
 constexpr int kWorldDepth = 8;
+// Times past this (a day) or below zero are not a frame's time: hosts pass
+// them for frames without a timestamp (ffmpeg's "no value" scaled).
+constexpr double kMaxSeconds = 86400.0;
 
 // frei0r RGBA8888 (bytes red, green, blue, alpha) into a world's alpha, red,
 // green, blue, and back.
@@ -183,6 +186,11 @@ void Instance::update(double seconds, const uint32_t* const inputs[3], uint32_t*
             std::memset(output, 0, bytes);
         return;
     }
+    if (!(seconds >= 0.0 && seconds < kMaxSeconds)) {
+        module_.warnOnce("the host gave a frame no valid time; counting frames at 30 a second instead");
+        seconds = static_cast<double>(framesDone_) / kFramesPerSecond;
+    }
+    ++framesDone_;
     try {
         applyPending();
         for (size_t i = 0; i < inputs_.size() && i < 3; ++i)

@@ -40,7 +40,8 @@ private:
     std::unique_ptr<glfxhost::Session> session_;
     std::vector<glfxhost::World> inputs_; // input, then one per layer parameter
     glfxhost::World output_;
-    bool broken_ = false; // the session could not start: frames pass through
+    unsigned long long framesDone_ = 0; // updates so far: the time of frames the host gave none
+    bool broken_ = false;               // the session could not start: frames pass through
 };
 
 } // namespace glfxfrei0r

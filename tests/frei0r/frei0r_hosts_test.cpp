@@ -292,6 +292,29 @@ TEST_F(Frei0rHosts, NamedHostsTimeReadsSeconds)
     }
 }
 
+// Long runs keep memory flat: ffmpeg's peak resident size after 10,000 small
+// frames stays within a few megabytes of its peak after 1,000. These frames
+// carry no timestamp, so the module counts them instead.
+TEST_F(Frei0rHosts, TenThousandFramesKeepMemoryFlat)
+{
+    module("values", kValues);
+    auto peakKb = [&](int frames) {
+        const Shell r =
+            sh(s.path(""), "ffmpeg -hide_banner -benchmark -f lavfi -i testsrc2=size=32x32:rate=25 "
+                           "-frames:v " +
+                               std::to_string(frames) + " -vf frei0r=values -f null -");
+        EXPECT_EQ(r.status, 0) << r.output;
+        const size_t at = r.output.find("maxrss=");
+        EXPECT_NE(at, std::string::npos) << r.output;
+        return at == std::string::npos ? 0L : std::atol(r.output.c_str() + at + 7);
+    };
+    const long shortRun = peakKb(1000), longRun = peakKb(10000);
+    ASSERT_GT(shortRun, 0);
+    constexpr long kSlackKb = 8 * 1024;
+    EXPECT_LT(longRun, shortRun + kSlackKb)
+        << "1,000 frames: " << shortRun << " kB, 10,000: " << longRun << " kB";
+}
+
 // A module without an effect (the bare template) does not load: the host
 // says so and exits with an error status, not a crash.
 TEST_F(Frei0rHosts, BareTemplateFailsToLoad)
