@@ -4,6 +4,8 @@ extern "C" {
 #include <frei0r.h>
 }
 
+#include "media/Frame.h"
+
 #include <cstring>
 
 namespace glfxfrei0r {
@@ -179,7 +181,15 @@ void Instance::update(double seconds, const uint32_t* const inputs[3], uint32_t*
 {
     const size_t bytes = static_cast<size_t>(width_) * height_ * 4;
     std::lock_guard<std::mutex> g(module_.lock());
-    if (!ensureSession()) {
+    // Larger than a GL texture may be (the same limit as glfx's frames): the
+    // input passes through.
+    const bool tooLarge =
+        width_ > static_cast<unsigned>(media::kMaxSide) || height_ > static_cast<unsigned>(media::kMaxSide);
+    if (tooLarge)
+        module_.warnOnce("a " + std::to_string(width_) + "x" + std::to_string(height_) +
+                         " frame is larger than the GL limit (" + std::to_string(media::kMaxSide) +
+                         " a side); it passes through unchanged");
+    if (tooLarge || !ensureSession()) {
         if (inputs[0])
             std::memmove(output, inputs[0], bytes);
         else

@@ -315,6 +315,29 @@ TEST_F(Frei0rHosts, TenThousandFramesKeepMemoryFlat)
         << "1,000 frames: " << shortRun << " kB, 10,000: " << longRun << " kB";
 }
 
+// A frame wider than the GL limit passes through unchanged, said once (a
+// width of whole 64-byte rows: ffmpeg hands frei0r its frames as packed).
+TEST_F(Frei0rHosts, OversizedFramePassesThrough)
+{
+    module("flip", kInvert);
+    auto frames = [&](const std::string& filter, const std::string& out) {
+        const Shell r = sh(s.path(""), "ffmpeg -hide_banner -loglevel error -f lavfi -i "
+                                       "testsrc2=size=16448x4:rate=5,format=rgba -frames:v 3 " +
+                                           filter + " -f rawvideo -pix_fmt rgba -y " + q(s.path(out)));
+        EXPECT_EQ(r.status, 0) << r.output;
+        std::ifstream in(s.path(out), std::ios::binary);
+        return std::make_pair(std::string(std::istreambuf_iterator<char>(in), {}), r.output);
+    };
+    const auto plain = frames("", "plain.rgba");
+    const auto filtered = frames("-vf frei0r=filter_name=flip:filter_params=1", "flip.rgba");
+    ASSERT_EQ(plain.first.size(), size_t{16448} * 4 * 4 * 3);
+    EXPECT_TRUE(filtered.first == plain.first) << "the frames changed";
+    const std::string& err = filtered.second;
+    const size_t first = err.find("larger than the GL limit");
+    EXPECT_NE(first, std::string::npos) << err;
+    EXPECT_EQ(err.find("larger than the GL limit", first + 1), std::string::npos) << err;
+}
+
 // A module without an effect (the bare template) does not load: the host
 // says so and exits with an error status, not a crash.
 TEST_F(Frei0rHosts, BareTemplateFailsToLoad)
