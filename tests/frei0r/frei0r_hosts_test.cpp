@@ -165,6 +165,7 @@ INSTANTIATE_TEST_SUITE_P(
         ValuesCase{"every type", "0.75|0.3|0.2/0.4/1|full|y|0.25|0.125|0.75|none",
                    "--set level=1.5 --set count=3 --set tint=0.2,0.4,1 --set mode=full --set on=true "
                    "--set turn=90 --set spot=8,36"},
+        ValuesCase{"unknown popup text keeps the item", "0.5|0.2|0/0/0|bogus", "--set level=1"},
         ValuesCase{"popup by number, out of range clamps", "1.5|-1|0/0/0|2",
                    "--set level=2 --set count=0 --set mode=half"},
         ValuesCase{"a preset overrides the level the host set", "0.1|0.2|0/0/0|off|n|0.25|0.5|0.25|warm",
