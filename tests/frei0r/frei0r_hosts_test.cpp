@@ -84,9 +84,9 @@ protected:
     void SetUp() override
     {
         if (!pluginBuilt())
-            GTEST_SKIP() << "glfxplugin.so is not built beside glfx";
+            FAIL() << "glfxplugin.so is not built beside glfx";
         if (!have("ffmpeg"))
-            GTEST_SKIP() << "ffmpeg is not installed (scripts/bootstrap installs it)";
+            FAIL() << "ffmpeg is not installed (scripts/bootstrap installs it)";
         // A test pattern with distinct values in every channel.
         const Shell r = sh(s.path(""), "ffmpeg -hide_banner -loglevel error -f lavfi -i testsrc2=size=" +
                                            std::to_string(kWidth) + "x" + std::to_string(kHeight) +
