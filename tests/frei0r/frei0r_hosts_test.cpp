@@ -339,6 +339,26 @@ TEST_F(Frei0rHosts, OversizedFramePassesThrough)
     EXPECT_EQ(err.find("larger than the GL limit", first + 1), std::string::npos) << err;
 }
 
+// A "noinput" effect is a source: ffmpeg's frei0r_src runs it, and its
+// slider arrives mapped (0.6 of 0..1 gives 153 of 255).
+TEST_F(Frei0rHosts, SourceThroughFfmpeg)
+{
+    module("gen",
+           "[settings]\nname=Gen\nnoinput=1\n"
+           "[par1]\nparam=level\ntype=float\nmin=0\nmax=1\ndefault=0.2\n"
+           "[ps0]\nuniform float level;\nvoid main() { gl_FragColor = vec4(level, 0.4, 0.6, 1.0); }\n");
+    const Shell r = sh(s.path(""), "ffmpeg -hide_banner -loglevel error -f lavfi -i "
+                                   "frei0r_src=size=16x8:framerate=5:filter_name=gen:filter_params=0.6 "
+                                   "-frames:v 1 -update 1 -y " +
+                                       q(s.path("gen.png")));
+    ASSERT_EQ(r.status, 0) << r.output;
+    const Pixels p = readPixels(s.path("gen.png"));
+    ASSERT_EQ(p.width, 16);
+    const long want[3] = {153, 102, 153};
+    for (int c = 0; c < 3; ++c)
+        EXPECT_EQ(std::lround(p.at(5, 3, c) * 255), want[c]) << "channel " << c;
+}
+
 // A module without an effect (the bare template) does not load: the host
 // says so and exits with an error status, not a crash.
 TEST_F(Frei0rHosts, BareTemplateFailsToLoad)
