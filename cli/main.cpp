@@ -57,6 +57,7 @@ int main(int argc, char** argv)
     glfxcli::addPackCommand(app);
     glfxcli::addCheckCommand(app);
     glfxcli::addPreviewCommand(app);
+    glfxcli::addFrei0rCommand(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
