@@ -25,9 +25,9 @@ void writeFile(const std::string& path, int w, int h, const std::vector<T>& rgba
 {
     auto out = OIIO::ImageOutput::create(path);
     ASSERT_TRUE(out);
-    OIIO::ImageSpec spec(w, h, 4, type);
-    spec.attribute("oiio:UnassociatedAlpha", 1);
-    ASSERT_TRUE(out->open(path, spec));
+    OIIO::ImageSpec layout(w, h, 4, type);
+    layout.attribute("oiio:UnassociatedAlpha", 1);
+    ASSERT_TRUE(out->open(path, layout));
     ASSERT_TRUE(out->write_image(type, rgba.data()));
     ASSERT_TRUE(out->close());
 }
