@@ -46,8 +46,9 @@ TEST(HostMap, PositionsSkipParametersWithoutAControl)
         for (std::size_t i = 0; i < c.types.size(); ++i) {
             const int d = static_cast<int>(i) + 1;
             EXPECT_EQ(map.position[d], c.position[i]) << "parameter " << d;
-            if (c.position[i] != kNo)
+            if (c.position[i] != kNo) {
                 EXPECT_EQ(map.index[c.position[i]], d) << "position " << c.position[i];
+            }
         }
     }
 }
