@@ -92,23 +92,6 @@ int findParam(const glfxhost::Session& session, const cglfx& fx, const std::stri
                        (known.empty() ? " (the effect has no parameters)" : " (known: " + known + ")"));
 }
 
-std::vector<std::string> popupItems(const std::string& names)
-{
-    std::vector<std::string> items;
-    size_t start = 0;
-    while (start <= names.size()) {
-        const size_t bar = names.find('|', start);
-        if (bar == std::string::npos) {
-            if (start < names.size())
-                items.push_back(names.substr(start));
-            break;
-        }
-        items.push_back(names.substr(start, bar - start));
-        start = bar + 1;
-    }
-    return items;
-}
-
 void applyValue(glfxhost::Session& session, int hostIndex, const std::string& name, const std::string& text)
 {
     const glfxhost::AddedParam& p = session.added().at(static_cast<size_t>(hostIndex - 1));
@@ -139,7 +122,7 @@ void applyValue(glfxhost::Session& session, int hostIndex, const std::string& na
         break;
     }
     case PF_Param_POPUP: {
-        const std::vector<std::string> items = popupItems(p.choices);
+        const std::vector<std::string> items = p.popupChoices();
         const int count = def.u.pd.num_choices;
         int chosen = 0;
         for (int i = 0; i < count && i < static_cast<int>(items.size()); ++i)

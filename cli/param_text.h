@@ -32,7 +32,4 @@ int findParam(const glfxhost::Session& session, const cglfx& fx, const std::stri
 // effect panel would send it. Throws CommandError naming the parameter.
 void applyValue(glfxhost::Session& session, int hostIndex, const std::string& name, const std::string& text);
 
-// The popup item texts of a "|"-separated list as the host shows them.
-std::vector<std::string> popupItems(const std::string& names);
-
 } // namespace glfxcli

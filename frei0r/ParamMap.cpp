@@ -24,23 +24,6 @@ double clamp01(double v)
     return v > 1.0 ? 1.0 : v;
 }
 
-std::vector<std::string> splitItems(const std::string& names)
-{
-    std::vector<std::string> items;
-    size_t start = 0;
-    while (start <= names.size()) {
-        const size_t bar = names.find('|', start);
-        if (bar == std::string::npos) {
-            if (start < names.size())
-                items.push_back(names.substr(start));
-            break;
-        }
-        items.push_back(names.substr(start, bar - start));
-        start = bar + 1;
-    }
-    return items;
-}
-
 } // namespace
 
 bool F0rValue::operator==(const F0rValue& o) const
@@ -73,7 +56,7 @@ std::vector<F0rParam> mapParams(const glfxhost::Session& session, const std::vec
         case PF_Param_COLOR: p.f0rType = F0R_PARAM_COLOR; break;
         case PF_Param_POPUP:
             p.f0rType = F0R_PARAM_STRING;
-            p.items = splitItems(a.choices);
+            p.items = a.popupChoices();
             p.items.resize(static_cast<size_t>(std::max<A_short>(a.def.u.pd.num_choices, 0)));
             break;
         case PF_Param_POINT: {

@@ -6,6 +6,7 @@
 #include "sdk/AE_Effect.h"
 
 #include <string>
+#include <vector>
 
 namespace glfxhost {
 
@@ -23,6 +24,11 @@ struct AddedParam {
     bool layerSet = false;       // setLayer was called; before that a default of
                                  // PF_LayerDefault_MYSELF shows the effect's input
     bool pointInPercent = false; // point value still in percent (no layer size yet)
+
+    /* A popup's choices, split from its names text at each "|" as the host
+       shows them (an empty piece between two bars is a choice; a trailing bar
+       adds none). Empty for other types. */
+    std::vector<std::string> popupChoices() const;
 };
 
 } // namespace glfxhost
