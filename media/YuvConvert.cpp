@@ -1,5 +1,7 @@
 #include "media/YuvConvert.h"
 
+#include "media/YuvRows.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -140,17 +142,12 @@ struct Store<kDepth32> {
     static constexpr int kSize = 16;
 };
 
-// Normalised values to a channel of a frame row (clamped for integers).
+// Normalised values to a channel of a 16-bit or float frame row (clamped
+// for integers); 8-bit rows are packed four channels at once.
 template <int Depth>
 void storeChannel(uint8_t* row, int slot, const float* v, int width)
 {
-    if constexpr (Depth == kDepth8) {
-        for (int x = 0; x < width; ++x) {
-            float t = v[x] * 255.0f + 0.5f;
-            t = t < 0.0f ? 0.0f : (t > 255.0f ? 255.0f : t);
-            row[x * 4 + slot] = uint8_t(t);
-        }
-    } else if constexpr (Depth == kDepth16) {
+    if constexpr (Depth == kDepth16) {
         uint16_t* out = reinterpret_cast<uint16_t*>(row);
         for (int x = 0; x < width; ++x) {
             float t = v[x] * float(kWhite16) + 0.5f;
@@ -164,18 +161,87 @@ void storeChannel(uint8_t* row, int slot, const float* v, int width)
     }
 }
 
-// (code - offset) × scale for a row of samples.
-template <typename Sample>
-void loadRow(const uint8_t* row, float* out, int n, float offset, float scale)
+// The row steps of a picture's conversion to a frame, per sample as the
+// definition of the results, and through the vector kernels (which give the
+// same values) when both the picture and the world are 8-bit.
+template <typename Sample, bool Kernels>
+struct RowSteps {
+    // (code - offset) × scale for a row of samples.
+    static void load(const uint8_t* row, float* out, int n, float offset, float scale)
+    {
+        if constexpr (Kernels) {
+            yuvrows::loadCodes8(row, out, n, offset, scale);
+        } else {
+            const Sample* in = reinterpret_cast<const Sample*>(row);
+            for (int x = 0; x < n; ++x)
+                out[x] = (float(in[x]) - offset) * scale;
+        }
+    }
+    static void mix(float* a, const float* b, float w, int n)
+    {
+        if constexpr (Kernels) {
+            yuvrows::mix(a, b, w, n);
+        } else {
+            for (int k = 0; k < n; ++k)
+                a[k] += w * (b[k] - a[k]);
+        }
+    }
+    // Co-sited half-width chroma to full width, without tables.
+    static void upCoSited2(const float* in, int cw, float* out, int w)
+    {
+        if constexpr (Kernels) {
+            yuvrows::upCoSited2(in, cw, out, w);
+        } else {
+            for (int k = 0; k < cw; ++k) {
+                const int k1 = k + 1 < cw ? k + 1 : k;
+                out[2 * k] = in[k];
+                if (2 * k + 1 < w)
+                    out[2 * k + 1] = 0.5f * (in[k] + in[k1]);
+            }
+        }
+    }
+    static void toRgb(const float* l, const float* u, const float* v, const yuvrows::ToRgb& k, float* r,
+                      float* g, float* b, int n)
+    {
+        if constexpr (Kernels) {
+            yuvrows::toRgb(l, u, v, k, r, g, b, n);
+        } else {
+            for (int x = 0; x < n; ++x) {
+                r[x] = l[x] + k.crToR * v[x];
+                g[x] = l[x] + k.cbToG * u[x] + k.crToG * v[x];
+                b[x] = l[x] + k.cbToB * u[x];
+            }
+        }
+    }
+};
+
+// Normalised values to an 8-bit frame row, four channels at a time: the
+// 8-bit rounding of storeChannel's other depths.
+template <bool Kernels>
+void storePixels8(uint8_t* row, const FrameView& f, const float* r, const float* g, const float* b,
+                  const float* a, int width)
 {
-    const Sample* in = reinterpret_cast<const Sample*>(row);
-    for (int x = 0; x < n; ++x)
-        out[x] = (float(in[x]) - offset) * scale;
+    const float* rows[4];
+    rows[f.redSlot()] = r;
+    rows[f.greenSlot()] = g;
+    rows[f.blueSlot()] = b;
+    rows[f.alphaSlot()] = a;
+    if constexpr (Kernels) {
+        yuvrows::packPixels8(rows, row, width);
+    } else {
+        for (int x = 0; x < width; ++x)
+            for (int s = 0; s < 4; ++s) {
+                float t = rows[s][x] * 255.0f + 0.5f;
+                t = t < 0.0f ? 0.0f : (t > 255.0f ? 255.0f : t);
+                row[x * 4 + s] = uint8_t(t);
+            }
+    }
 }
 
 template <int Depth, typename Sample>
 void toFrameRows(const PlanarPicture& p, const FrameView& f)
 {
+    using Steps = RowSteps<Sample, Depth == kDepth8 && sizeof(Sample) == 1>;
     const Levels lv = levelsOf(p);
     const int w = p.width;
     const int cw = (w + (1 << p.log2ChromaW) - 1) >> p.log2ChromaW;
@@ -188,47 +254,37 @@ void toFrameRows(const PlanarPicture& p, const FrameView& f)
     std::vector<float> r(w), g(w), b(w);
     const float kr = p.matrix.kr, kb = p.matrix.kb, kg = 1.0f - kr - kb;
     const float crToR = 2.0f * (1.0f - kr), cbToB = 2.0f * (1.0f - kb);
-    const float cbToG = -kb * cbToB / kg, crToG = -kr * crToR / kg;
+    const yuvrows::ToRgb toRgb{crToR, -kb * cbToB / kg, -kr * crToR / kg, cbToB};
     const float alphaScale = 1.0f / float(lv.maxCode);
     const bool halfCoSited = p.log2ChromaW == 1 && p.sitingX == Siting::CoSited;
+    auto plane = [&](int i, int row) { return p.data[i] + ptrdiff_t(p.linesize[i]) * row; };
 
     for (int y = 0; y < p.height; ++y) {
         uint8_t* out = f.row(y);
         if (p.alpha)
-            loadRow<Sample>(p.data[3] + ptrdiff_t(p.linesize[3]) * y, a.data(), w, 0.0f, alphaScale);
+            Steps::load(plane(3, y), a.data(), w, 0.0f, alphaScale);
         if (p.rgb) {
-            loadRow<Sample>(p.data[0] + ptrdiff_t(p.linesize[0]) * y, g.data(), w, 0.0f, lv.yScale);
-            loadRow<Sample>(p.data[1] + ptrdiff_t(p.linesize[1]) * y, b.data(), w, 0.0f, lv.yScale);
-            loadRow<Sample>(p.data[2] + ptrdiff_t(p.linesize[2]) * y, r.data(), w, 0.0f, lv.yScale);
+            Steps::load(plane(0, y), g.data(), w, 0.0f, lv.yScale);
+            Steps::load(plane(1, y), b.data(), w, 0.0f, lv.yScale);
+            Steps::load(plane(2, y), r.data(), w, 0.0f, lv.yScale);
         } else {
-            loadRow<Sample>(p.data[0] + ptrdiff_t(p.linesize[0]) * y, l.data(), w, lv.yOffset, lv.yScale);
+            Steps::load(plane(0, y), l.data(), w, lv.yOffset, lv.yScale);
             // The chroma rows around this luma row, mixed vertically.
             const int j0 = ty.i0[y], j1 = ty.i1[y];
             const float wy = ty.w[y];
-            loadRow<Sample>(p.data[1] + ptrdiff_t(p.linesize[1]) * j0, cb0.data(), cw, lv.cOffset, lv.cScale);
-            loadRow<Sample>(p.data[2] + ptrdiff_t(p.linesize[2]) * j0, cr0.data(), cw, lv.cOffset, lv.cScale);
+            Steps::load(plane(1, j0), cb0.data(), cw, lv.cOffset, lv.cScale);
+            Steps::load(plane(2, j0), cr0.data(), cw, lv.cOffset, lv.cScale);
             if (wy != 0.0f) {
-                loadRow<Sample>(p.data[1] + ptrdiff_t(p.linesize[1]) * j1, cb1.data(), cw, lv.cOffset,
-                                lv.cScale);
-                loadRow<Sample>(p.data[2] + ptrdiff_t(p.linesize[2]) * j1, cr1.data(), cw, lv.cOffset,
-                                lv.cScale);
-                for (int k = 0; k < cw; ++k) {
-                    cb0[k] += wy * (cb1[k] - cb0[k]);
-                    cr0[k] += wy * (cr1[k] - cr0[k]);
-                }
+                Steps::load(plane(1, j1), cb1.data(), cw, lv.cOffset, lv.cScale);
+                Steps::load(plane(2, j1), cr1.data(), cw, lv.cOffset, lv.cScale);
+                Steps::mix(cb0.data(), cb1.data(), wy, cw);
+                Steps::mix(cr0.data(), cr1.data(), wy, cw);
             }
             // Then horizontally: co-sited half-width chroma (the common
             // case) without tables.
             if (halfCoSited) {
-                for (int k = 0; k < cw; ++k) {
-                    const int k1 = k + 1 < cw ? k + 1 : k;
-                    u[2 * k] = cb0[k];
-                    v[2 * k] = cr0[k];
-                    if (2 * k + 1 < w) {
-                        u[2 * k + 1] = 0.5f * (cb0[k] + cb0[k1]);
-                        v[2 * k + 1] = 0.5f * (cr0[k] + cr0[k1]);
-                    }
-                }
+                Steps::upCoSited2(cb0.data(), cw, u.data(), w);
+                Steps::upCoSited2(cr0.data(), cw, v.data(), w);
             } else {
                 for (int x = 0; x < w; ++x) {
                     const int i0 = tx.i0[x], i1 = tx.i1[x];
@@ -236,16 +292,16 @@ void toFrameRows(const PlanarPicture& p, const FrameView& f)
                     v[x] = cr0[i0] + tx.w[x] * (cr0[i1] - cr0[i0]);
                 }
             }
-            for (int x = 0; x < w; ++x) {
-                r[x] = l[x] + crToR * v[x];
-                g[x] = l[x] + cbToG * u[x] + crToG * v[x];
-                b[x] = l[x] + cbToB * u[x];
-            }
+            Steps::toRgb(l.data(), u.data(), v.data(), toRgb, r.data(), g.data(), b.data(), w);
         }
-        storeChannel<Depth>(out, f.redSlot(), r.data(), w);
-        storeChannel<Depth>(out, f.greenSlot(), g.data(), w);
-        storeChannel<Depth>(out, f.blueSlot(), b.data(), w);
-        storeChannel<Depth>(out, f.alphaSlot(), a.data(), w);
+        if constexpr (Depth == kDepth8) {
+            storePixels8<sizeof(Sample) == 1>(out, f, r.data(), g.data(), b.data(), a.data(), w);
+        } else {
+            storeChannel<Depth>(out, f.redSlot(), r.data(), w);
+            storeChannel<Depth>(out, f.greenSlot(), g.data(), w);
+            storeChannel<Depth>(out, f.blueSlot(), b.data(), w);
+            storeChannel<Depth>(out, f.alphaSlot(), a.data(), w);
+        }
     }
 }
 
@@ -264,10 +320,14 @@ void fromFrame(const FrameView& f, const PlanarPicture& p)
     using S = Store<Depth>;
     const Levels lv = levelsOf(p);
     const bool wide = p.bits > 8;
+    // 8-bit worlds into 8-bit planes go through the vector kernels, which
+    // give what the per-sample code below gives.
+    const bool kernels = Depth == kDepth8 && !wide;
     const int rs = f.redSlot(), gs = f.greenSlot(), bs = f.blueSlot(), as = f.alphaSlot();
     const float maxCode = float(lv.maxCode);
     const float kr = p.matrix.kr, kb = p.matrix.kb, kg = 1.0f - kr - kb;
     const float toCb = 1.0f / (2.0f * (1.0f - kb)), toCr = 1.0f / (2.0f * (1.0f - kr));
+    const yuvrows::FromRgb split{rs, gs, bs, kr, kg, kb, lv.yScale, lv.yOffset, toCb, toCr};
 
     // Full-resolution chroma, filtered down once the frame is read.
     thread_local std::vector<float> cbFull, crFull;
@@ -294,6 +354,12 @@ void fromFrame(const FrameView& f, const PlanarPicture& p)
         }
         float* cbr = &cbFull[size_t(y) * p.width];
         float* crr = &crFull[size_t(y) * p.width];
+        if (kernels) {
+            yuvrows::splitPixels8(in, p.width, split, row0, cbr, crr);
+            for (int x = 0; arow && x < p.width; ++x)
+                writeCode(arow, x, false, S::get(in + x * S::kSize, as) * maxCode, lv.maxCode);
+            continue;
+        }
         for (int x = 0; x < p.width; ++x) {
             const uint8_t* px = in + x * S::kSize;
             const float r = S::get(px, rs), g = S::get(px, gs), b = S::get(px, bs);
@@ -310,13 +376,19 @@ void fromFrame(const FrameView& f, const PlanarPicture& p)
     const Filter fx = downFilter(p.width, p.log2ChromaW, p.sitingX);
     const Filter fy = downFilter(p.height, p.log2ChromaH, p.sitingY);
     const int cw = int(fx.taps.size());
-    std::vector<float> colB(p.width), colR(p.width);
+    std::vector<float> colB(p.width), colR(p.width), subB(cw), subR(cw);
+    const bool halfCoSited = p.log2ChromaW == 1 && p.sitingX == Siting::CoSited;
     for (size_t j = 0; j < fy.taps.size(); ++j) {
         std::fill(colB.begin(), colB.end(), 0.0f);
         std::fill(colR.begin(), colR.end(), 0.0f);
         for (const auto& [row, w] : fy.taps[j]) {
             const float* b = &cbFull[size_t(row) * p.width];
             const float* r = &crFull[size_t(row) * p.width];
+            if (kernels) {
+                yuvrows::accumulate(colB.data(), b, w, p.width);
+                yuvrows::accumulate(colR.data(), r, w, p.width);
+                continue;
+            }
             for (int x = 0; x < p.width; ++x) {
                 colB[x] += w * b[x];
                 colR[x] += w * r[x];
@@ -324,6 +396,13 @@ void fromFrame(const FrameView& f, const PlanarPicture& p)
         }
         uint8_t* brow = p.data[1] + ptrdiff_t(p.linesize[1]) * j;
         uint8_t* rrow = p.data[2] + ptrdiff_t(p.linesize[2]) * j;
+        if (kernels && halfCoSited) {
+            yuvrows::downCoSited2(colB.data(), p.width, subB.data());
+            yuvrows::downCoSited2(colR.data(), p.width, subR.data());
+            yuvrows::storeCodes8(subB.data(), cw, lv.cScale, lv.cOffset, brow);
+            yuvrows::storeCodes8(subR.data(), cw, lv.cScale, lv.cOffset, rrow);
+            continue;
+        }
         for (int k = 0; k < cw; ++k) {
             float sb = 0.0f, sr = 0.0f;
             for (const auto& [x, w] : fx.taps[k]) {
