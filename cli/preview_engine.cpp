@@ -1,11 +1,14 @@
 #include "cli/preview_engine.h"
 
+#include "cli/build_failure.h"
 #include "cli/commands.h"
 #include "cli/host_params_json.h"
 #include "cli/param_text.h"
+#include "cli/preview_session.h"
 #include "cli/render_pipeline.h"
 #include "cli/render_plan.h"
 #include "glfx/lint.h"
+#include "glfx/paramdefines.h"
 #include "media/ImageFile.h"
 #include "media/MediaError.h"
 #include "media/Source.h"
@@ -17,6 +20,7 @@
 #include <iostream>
 #include <memory>
 #include <poll.h>
+#include <set>
 #include <sstream>
 #include <sys/inotify.h>
 #include <unistd.h>
@@ -25,56 +29,8 @@ namespace glfxcli {
 
 namespace {
 
-constexpr double kFixedOne = 65536.0; // 16.16 fixed point
-
-// What a layer parameter may show, besides the images given with --layer.
-const char* const kLayerInput = "input";
-const char* const kLayerNone = "none";
-
-// The images layer parameters choose among: the input, and each --layer
-// file by its name. Owned by the session thread's loop.
-struct LayerChoices {
-    std::vector<std::pair<std::string, std::unique_ptr<glfxhost::World>>> images; // label, world
-    std::map<int, std::string> chosen;                                            // host index -> label
-};
-
-// Sets a layer parameter to the image labelled `label`; throws CommandError
-// for a label that names none.
-void chooseLayer(glfxhost::Session& session, glfxhost::World& input, LayerChoices& layers, int hostIndex,
-                 const std::string& label)
-{
-    glfxhost::World* world = nullptr;
-    if (label == kLayerInput) {
-        world = &input;
-    } else if (label != kLayerNone) {
-        for (auto& [name, image] : layers.images)
-            if (name == label)
-                world = image.get();
-        if (!world)
-            throw CommandError("no layer image '" + label + "' (give it with --layer)");
-    }
-    session.setLayer(hostIndex, world);
-    layers.chosen[hostIndex] = label;
-}
-
-// The host's current value of one parameter, in the units the page shows
-// (and sends back as text): numbers, degrees, layer pixels, 0..1 colours.
-nlohmann::json currentValue(const glfxhost::Session& session, int hostIndex)
-{
-    const PF_ParamDef& v = session.value(hostIndex);
-    switch (v.param_type) {
-    case PF_Param_FLOAT_SLIDER: return v.u.fs_d.value;
-    case PF_Param_CHECKBOX: return v.u.bd.value != 0;
-    case PF_Param_POPUP: return v.u.pd.value;
-    case PF_Param_ANGLE: return v.u.ad.value / kFixedOne;
-    case PF_Param_POINT: return {v.u.td.x_value / kFixedOne, v.u.td.y_value / kFixedOne};
-    case PF_Param_COLOR: {
-        const PF_Pixel& c = v.u.cd.value;
-        return {c.red / 255.0, c.green / 255.0, c.blue / 255.0};
-    }
-    default: return nullptr;
-    }
-}
+// A render or rebuild running longer than this is shown as busy.
+constexpr std::chrono::milliseconds kBusyAfter{200};
 
 nlohmann::json lintJson(const std::string& text)
 {
@@ -88,6 +44,26 @@ nlohmann::json lintJson(const std::string& text)
                         {"message", d.message}});
     }
     return {{"errors", errors}, {"warnings", static_cast<int>(list.size()) - errors}, {"diagnostics", list}};
+}
+
+// Rebuilds the instance's programs as the plug-in's Options command does
+// and returns the build log it shows (empty when every pass built); the
+// alert's own printing is held back, as the page shows the log instead.
+std::string rebuildLog(glfxhost::Session& session, std::string& error)
+{
+    const uint64_t before = session.records().alerts.total();
+    std::ostringstream held;
+    std::streambuf* const terminal = std::cerr.rdbuf(held.rdbuf());
+    const PF_Err err = session.doDialog();
+    std::cerr.rdbuf(terminal);
+    if (err != PF_Err_NONE)
+        error = commandFailure(session, "reloading the description", err);
+    const auto& alerts = session.records().alerts;
+    const std::size_t fresh = std::size_t(std::min<uint64_t>(alerts.total() - before, alerts.size()));
+    std::string log;
+    for (std::size_t i = alerts.size() - fresh; i < alerts.size(); ++i)
+        log += alerts[i] + "\n";
+    return log;
 }
 
 } // namespace
@@ -240,6 +216,44 @@ void PreviewEngine::seek(double seconds)
     wake_.notify_all();
 }
 
+glfxpreview::Status PreviewEngine::waitStatus(uint64_t seen, std::chrono::milliseconds timeout)
+{
+    using Clock = std::chrono::steady_clock;
+    std::unique_lock<std::mutex> lock(mutex_);
+    const Clock::time_point deadline = Clock::now() + timeout;
+    while (seq_ == seen && !waitersWoken_) {
+        // The session thread cannot say "busy" while it renders; the first
+        // waiter to see the work run past the limit says it for it.
+        const bool watchWork = working_ && !busy_;
+        const Clock::time_point until = watchWork ? std::min(deadline, workStart_ + kBusyAfter) : deadline;
+        changed_.wait_until(lock, until);
+        const Clock::time_point now = Clock::now();
+        if (working_ && !busy_ && now >= workStart_ + kBusyAfter) {
+            busy_ = true;
+            ++seq_;
+            changed_.notify_all();
+        } else if (now >= deadline) {
+            break;
+        }
+    }
+    glfxpreview::Status s;
+    s.seq = seq_;
+    s.generation = generation_;
+    s.reloads = reloads_;
+    s.failed = failed_;
+    s.busy = busy_;
+    return s;
+}
+
+void PreviewEngine::wakeWaiters()
+{
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        waitersWoken_ = true;
+    }
+    changed_.notify_all();
+}
+
 void PreviewEngine::loop()
 {
     // Everything of the effect lives on this thread, from set-up to the end.
@@ -249,6 +263,7 @@ void PreviewEngine::loop()
     std::unique_ptr<glfxhost::World> input, output;
     std::string lastError;
     LayerChoices layers;
+    int width = 0, height = 0; // the input's size, which every session's layers have
     auto fail = [this](const std::string& what) {
         std::lock_guard<std::mutex> lock(mutex_);
         setupError_ = what.empty() ? "set-up failed" : what;
@@ -260,7 +275,6 @@ void PreviewEngine::loop()
         const std::string text = pluginDescriptionText(*plugin);
         fx = parseDescription(text);
         nlohmann::json diag = lintJson(text);
-        int width = 0, height = 0;
         std::unique_ptr<media::Source> source;
         if (opts_.input.empty()) {
             parseSize(opts_.size, width, height);
@@ -281,13 +295,7 @@ void PreviewEngine::loop()
         double seconds = 0.0;
         if (!source->read(&view, seconds))
             throw CommandError("'" + opts_.input + "' has no frame");
-        session = std::make_unique<glfxhost::Session>(*plugin, hostMode(opts_.host));
-        session->setFrameRate(opts_.fps);
-        session->setRecordLimit(256);
-        const PF_Err err = session->start();
-        if (err != PF_Err_NONE)
-            throw CommandError(commandFailure(*session, "setting up the effect", err));
-        session->setLayerSize(width, height);
+        session = startPreviewSession(*plugin, opts_.host, opts_.fps, width, height);
         for (const std::string& arg : opts_.layers) {
             const Assignment a = splitAssignment(arg, "--layer");
             const int hostIndex = findParam(*session, *fx, a.name);
@@ -314,7 +322,11 @@ void PreviewEngine::loop()
 
     bool reload = false;
     double seconds = 0.0;
-    std::string buildLog; // the last reload's shader build log; empty when it built
+    std::string buildLog; // the last build's log as the plug-in shows it; empty when it built
+    // The definitions the instance holds: a reload adds those of the new
+    // description and drops none, and each is a line of the preamble.
+    std::set<std::string> defineKeys = preambleKeys(*fx);
+    bool checkBuild = true; // the instance has not been checked since its first render
     for (bool first = true;; first = false) {
         std::map<int, std::string> changes;
         if (!first) {
@@ -328,6 +340,11 @@ void PreviewEngine::loop()
             seek_ = false;
             seconds = seconds_;
         }
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            working_ = true;
+            workStart_ = std::chrono::steady_clock::now();
+        }
         lastError.clear();
         if (reload) {
             // As the plug-in's Options command does: parse the file again and
@@ -335,23 +352,29 @@ void PreviewEngine::loop()
             buildLog.clear();
             try {
                 const std::string text = readTextFile(opts_.host.effect);
-                plugin->setEffectText(text);
-                fx = parseDescription(text);
+                std::unique_ptr<cglfx> next = parseDescription(text);
                 nlohmann::json diag = lintJson(text);
-                const uint64_t before = session->records().alerts.total();
-                std::ostringstream held; // the alert's own printing is shown in the page instead
-                std::streambuf* const terminal = std::cerr.rdbuf(held.rdbuf());
-                const PF_Err err = session->doDialog();
-                std::cerr.rdbuf(terminal);
-                if (err != PF_Err_NONE)
-                    lastError = commandFailure(*session, "reloading the description", err);
-                const auto& alerts = session->records().alerts;
-                const std::size_t fresh =
-                    std::size_t(std::min<uint64_t>(alerts.total() - before, alerts.size()));
-                for (std::size_t i = alerts.size() - fresh; i < alerts.size(); ++i)
-                    buildLog += alerts[i] + "\n";
+                plugin->setEffectText(text);
+                if (paramSignature(*next) != paramSignature(*fx)) {
+                    // Parameters added, removed or changed: the host's list
+                    // comes from parameter setup, so a new instance takes
+                    // over, with the values of the parameters that stayed.
+                    const std::map<std::string, KeptValue> kept = keepValues(*session, *fx, layers);
+                    session.reset();
+                    fx = std::move(next);
+                    session = startPreviewSession(*plugin, opts_.host, opts_.fps, width, height);
+                    restoreValues(*session, *fx, kept, *input, layers);
+                    defineKeys = preambleKeys(*fx);
+                    checkBuild = true; // the new instance builds on its first render
+                } else {
+                    fx = std::move(next);
+                    const std::set<std::string> keys = preambleKeys(*fx);
+                    defineKeys.insert(keys.begin(), keys.end());
+                    buildLog = rebuildLog(*session, lastError);
+                }
                 std::lock_guard<std::mutex> lock(mutex_);
                 diagnostics_ = std::move(diag);
+                paramCount_ = static_cast<int>(session->added().size());
                 ++reloads_;
             } catch (const std::exception& e) {
                 lastError = e.what();
@@ -359,6 +382,8 @@ void PreviewEngine::loop()
             reload = false;
         }
         for (const auto& [hostIndex, value] : changes) {
+            if (hostIndex > static_cast<int>(session->added().size()))
+                continue; // asked for by a panel from before a reload
             const glfxhost::AddedParam& p = session->added()[static_cast<std::size_t>(hostIndex - 1)];
             const std::string& name = fx->par[std::clamp(p.descIndex, 0, glfxlimits::kMaxParams - 1)].uniform;
             try {
@@ -374,6 +399,11 @@ void PreviewEngine::loop()
         const PF_Err err = session->render(*input, *output, seconds);
         const double ms =
             std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+        // The plug-in builds quietly when it first renders: a description
+        // that was broken from the start is told by rebuilding once.
+        if (checkBuild && err == PF_Err_NONE)
+            buildLog = rebuildLog(*session, lastError);
+        checkBuild = false;
         std::vector<uint8_t> pixels; // the frame's packed rows
         media::FrameView packed;
         if (!buildLog.empty()) {
@@ -418,6 +448,9 @@ void PreviewEngine::loop()
             const auto stream = rec.streamNames.find(p.hostIndex);
             j["stream_name"] = stream == rec.streamNames.end() ? p.name : stream->second;
         }
+        BuildFailure failure;
+        if (!buildLog.empty())
+            failure = describeBuildFailure(buildLog, *fx, defineKeys, opts_.host.effect);
         nlohmann::json layerLabels = {kLayerInput, kLayerNone};
         for (const auto& image : layers.images)
             layerLabels.push_back(image.first);
@@ -434,13 +467,20 @@ void PreviewEngine::loop()
                   {"render_ms", ms},
                   {"error", lastError},
                   {"reloads", reloads_},
-                  {"build_log", buildLog},
-                  {"failed_pass", buildLog.empty() ? std::string() : failedPass(buildLog)},
+                  {"build_log", failure.log},
+                  {"build_failure", failure.headline},
+                  {"failed_pass", failure.pass},
+                  {"failed_lines", failure.lines},
                   {"params", std::move(params)}};
         if (!pixels.empty()) { // a failed frame keeps the last good one on screen
             frame_ = std::move(pixels);
             frameView_ = packed;
         }
+        working_ = false;
+        busy_ = false;
+        failed_ = !buildLog.empty();
+        ++seq_;
+        changed_.notify_all();
         if (first) {
             ready_ = true;
             wake_.notify_all();

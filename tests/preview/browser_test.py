@@ -185,6 +185,10 @@ class PreviewPage(unittest.TestCase):
             f.write(EFFECT.replace("1.0);\n}", "1.0) +;\n}"))
         WebDriverWait(d, 15).until(lambda _: log.is_displayed())
         self.assertIn("error", log.text)
+        # The message names the pass and the broken line of the file.
+        line = EFFECT[:EFFECT.index("1.0);\n}")].count("\n") + 1
+        self.assertIn("in pass 0", log.text)
+        self.assertIn("browser.glfx:%d:" % line, log.text)
         self.assertEqual(d.execute_script(READ_PIXEL, 0, 0), before)
         self.shot("06-broken")
         g = self.generation()
