@@ -4,6 +4,7 @@
 #include "cli/param_text.h"
 
 #include <algorithm>
+#include <set>
 #include <sstream>
 
 namespace glfxcli {
@@ -138,6 +139,7 @@ void restoreValues(glfxhost::Session& session, const cglfx& fx, const std::map<s
                    glfxhost::World& input, LayerChoices& layers)
 {
     layers.chosen.clear();
+    std::vector<int> restored; // host indices given their kept value
     for (const glfxhost::AddedParam& p : session.added()) {
         if (p.descIndex < 0 || p.descIndex >= glfxlimits::kMaxParams)
             continue;
@@ -150,9 +152,26 @@ void restoreValues(glfxhost::Session& session, const cglfx& fx, const std::map<s
                 chooseLayer(session, input, layers, p.hostIndex, k->second.text);
             else
                 applyValue(session, p.hostIndex, uniform, k->second.text, false);
+            restored.push_back(p.hostIndex);
         } catch (const CommandError&) {
             // The new parameter does not take the old value: its default stays.
         }
+    }
+    // The values were set quietly; now the plug-in is told of the changes
+    // it watches, in order, so that switches disable and hide what they
+    // should, except those that choose presets (which would write their
+    // values over the ones just carried).
+    std::set<int> presetChoosers;
+    for (const auto& entry : fx.settings.presets)
+        presetChoosers.insert(entry.first.first);
+    for (const int hostIndex : restored) {
+        const glfxhost::AddedParam& p = session.added()[static_cast<std::size_t>(hostIndex - 1)];
+        if (!(p.def.flags & PF_ParamFlag_SUPERVISE) || presetChoosers.count(p.descIndex))
+            continue;
+        const PF_Err err = session.userChangedParam(hostIndex);
+        if (err != PF_Err_NONE)
+            throw CommandError(
+                commandFailure(session, "carrying the value of '" + fx.par[p.descIndex].uniform + "'", err));
     }
 }
 

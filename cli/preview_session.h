@@ -57,9 +57,12 @@ std::map<std::string, KeptValue> keepValues(const glfxhost::Session& session, co
                                             const LayerChoices& layers);
 
 // Gives the parameters of `session` that have a kept value of their uniform
-// and type that value, quietly (no user-changed command: a preset popup would
-// otherwise overwrite the values set before it); values the new parameter
-// refuses (out of its range, an item it lacks) are left at its default.
+// and type that value; values the new parameter refuses (out of its range,
+// an item it lacks) are left at its default. The plug-in is then told of
+// each supervised one as a user's change (so that group switches disable and
+// hide their controls), except parameters that choose presets, which would
+// write their values over the carried ones. Throws CommandError when the
+// plug-in fails such a change.
 void restoreValues(glfxhost::Session& session, const cglfx& fx, const std::map<std::string, KeptValue>& kept,
                    glfxhost::World& input, LayerChoices& layers);
 

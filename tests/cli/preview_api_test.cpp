@@ -340,8 +340,10 @@ TEST_F(PreviewApi, ReloadWithOtherParametersRebuildsThePanelAndKeepsValues)
     changed(*client, 1, "1.5");
     changed(*client, 4, "dark"); // the preset writes gain 0.2
     changed(*client, 1, "0.75");
-    Json p = changed(*client, 3, "0.5");
+    changed(*client, 3, "0.5");
+    Json p = changed(*client, 2, "false"); // the switch disables tint
     ASSERT_EQ(param(p, "tint")["current"], 0.5);
+    ASSERT_NE(param(p, "tint")["current_ui_flags"].get<int>() & kUiDisabled, 0);
 
     // A parameter added in front, one removed: the panel follows the file.
     std::string text = kEffect;
@@ -363,6 +365,9 @@ TEST_F(PreviewApi, ReloadWithOtherParametersRebuildsThePanelAndKeepsValues)
     EXPECT_EQ(param(p, "tint")["current"], 0.5);
     EXPECT_EQ(param(p, "look")["current"], 2);
     EXPECT_EQ(param(p, "extra")["current"], 3.0);
+    // The switch that stayed off still disables its group in the new panel.
+    EXPECT_EQ(param(p, "on")["current"], false);
+    EXPECT_NE(param(p, "tint")["current_ui_flags"].get<int>() & kUiDisabled, 0) << param(p, "tint");
     EXPECT_EQ(p["build_log"], "");
     // The new panel's indices are the ones changes go to.
     const int extra = param(p, "extra")["host_index"].get<int>();
@@ -534,6 +539,39 @@ TEST_F(PreviewApi, EventsArePushedAndOpenStreamsDoNotHoldUpStopping)
     close(stream);
     for (int fd : more)
         close(fd);
+}
+
+// A render slow enough to show: the page is told "busy" while it runs and
+// told again when it ends, without asking.
+TEST(PreviewBusy, ASlowRenderIsPushedAsBusyAndDone)
+{
+    NEED_PLUGIN();
+    Scratch dir;
+    // Many dependent steps a pixel: hundreds of milliseconds on a CPU driver.
+    const std::string effect = dir.write(
+        "slow.glfx", "[settings]\nname=Slow\n[par1]\nname=Seed\nparam=seed\ntype=float\nmin=0\nmax=1\n"
+                     "[ps0]\nuniform float seed;\nvoid main() { float a = seed + gl_TexCoord[0].s;\n"
+                     "  for (int i = 0; i < 600; ++i) a = fract(sin(a * 12.9898 + float(i)) * 43758.5453);\n"
+                     "  gl_FragColor = vec4(a, a, a, 1.0); }\n");
+    PreviewProcess proc("--effect " + q(effect) + " --size 1280x720");
+    ASSERT_GT(proc.port(), 0);
+    const int stream = openEvents(proc.port());
+    ASSERT_GE(stream, 0);
+    std::string got;
+    ASSERT_TRUE(readUntil(stream, got, [](const std::string& t) { return lastFrameEvent(t) >= 1; })) << got;
+    const std::size_t before = got.size();
+    httplib::Client client("127.0.0.1", proc.port());
+    auto r = client.Post("/api/param", Json{{"index", 1}, {"value", "0.5"}}.dump(), "application/json");
+    ASSERT_TRUE(r && r->status == 202);
+    const auto busyThenDone = [before](const std::string& t) {
+        const std::size_t on = t.find("\"busy\":true", before);
+        return on != std::string::npos && t.find("\"busy\":false", on) != std::string::npos;
+    };
+    EXPECT_TRUE(readUntil(stream, got, busyThenDone)) << got.substr(before);
+    const double ms = panelOf(client)["render_ms"].get<double>();
+    EXPECT_GT(ms, 200.0) << "the render was too quick to test the busy marker";
+    close(stream);
+    EXPECT_EQ(proc.stop(), 0);
 }
 
 } // namespace

@@ -201,6 +201,30 @@ class PreviewPage(unittest.TestCase):
         self.assertAlmostEqual(px[0], 64, delta=2)
         self.shot("07-fixed")
 
+        # A parameter added by editing: its control appears, the controls
+        # that stayed keep their values, and it drives the frame.
+        gain = float(self.control("gain").get_attribute("value"))
+        added = EFFECT.replace("[preset_look_1]", "[par6]\nname=Boost\nparam=boost\ntype=float\nmin=0\n"
+                               "max=1\ndefault=0.5\n[preset_look_1]")
+        added = added.replace("uniform float gain;", "uniform float gain;\nuniform float boost;")
+        added = added.replace("gain * tint,", "boost,")
+        with open(self.effect, "w") as f:
+            f.write(added)
+        boost = WebDriverWait(d, 15).until(
+            lambda _: d.find_elements(By.CSS_SELECTOR, 'input[type=range][data-uniform="boost"]'))[0]
+        self.assertAlmostEqual(float(boost.get_attribute("value")), 0.5, places=3)
+        self.assertAlmostEqual(float(self.control("gain").get_attribute("value")), gain, places=3)
+        self.assertFalse(self.control("on").is_selected())
+        self.assertFalse(self.control("tint").is_enabled())  # still switched off by "on"
+        px = WebDriverWait(d, 15).until(
+            lambda _: (lambda q: q if q and abs(q[0] - 128) <= 2 else None)(d.execute_script(READ_PIXEL, 0, 0)))
+        self.assertAlmostEqual(px[0], 128, delta=2)
+        g = self.generation()
+        d.execute_script("arguments[0].value = 0.25; arguments[0].dispatchEvent(new Event('input'));", boost)
+        px = self.pixel_after(g)
+        self.assertAlmostEqual(px[0], 64, delta=2)
+        self.shot("08-added")
+
 
 class BuiltInEffect(unittest.TestCase):
     """The built-in effect's panel on the test pattern (the README's picture)."""
