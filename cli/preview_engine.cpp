@@ -5,6 +5,7 @@
 #include "cli/host_params_json.h"
 #include "cli/param_text.h"
 #include "cli/preview_session.h"
+#include "cli/preview_video.h"
 #include "cli/render_pipeline.h"
 #include "cli/render_plan.h"
 #include "glfx/lint.h"
@@ -265,7 +266,9 @@ void PreviewEngine::loop()
     std::unique_ptr<glfxhost::World> input, output;
     std::string lastError;
     LayerChoices layers;
-    int width = 0, height = 0; // the input's size, which every session's layers have
+    int width = 0, height = 0;          // the input's size, which every session's layers have
+    std::unique_ptr<VideoFrames> video; // a video input's frames; null for an image or the pattern
+    double fps = opts_.fps;             // frames a second: the video's own, else --fps
     auto fail = [this](const std::string& what) {
         std::lock_guard<std::mutex> lock(mutex_);
         setupError_ = what.empty() ? "set-up failed" : what;
@@ -295,9 +298,16 @@ void PreviewEngine::loop()
         output = std::make_unique<glfxhost::World>(width, height, opts_.depth, premiere);
         media::FrameView view = viewOf(*input);
         double seconds = 0.0;
-        if (!source->read(&view, seconds))
+        if (source->info().video) {
+            if (source->info().fps > 0.0)
+                fps = source->info().fps;
+            source.reset();
+            video = std::make_unique<VideoFrames>(opts_.input, opts_.depth, premiere);
+            video->frameAt(0.0, view);
+        } else if (!source->read(&view, seconds)) {
             throw CommandError("'" + opts_.input + "' has no frame");
-        session = startPreviewSession(*plugin, opts_.host, opts_.fps, width, height);
+        }
+        session = startPreviewSession(*plugin, opts_.host, fps, width, height);
         for (const std::string& arg : opts_.layers) {
             const Assignment a = splitAssignment(arg, "--layer");
             const int hostIndex = findParam(*session, *fx, a.name);
@@ -364,7 +374,7 @@ void PreviewEngine::loop()
                     const std::map<std::string, KeptValue> kept = keepValues(*session, *fx, layers);
                     session.reset();
                     fx = std::move(next);
-                    session = startPreviewSession(*plugin, opts_.host, opts_.fps, width, height);
+                    session = startPreviewSession(*plugin, opts_.host, fps, width, height);
                     restoreValues(*session, *fx, kept, *input, layers);
                     defineKeys = preambleKeys(*fx);
                     checkBuild = true; // the new instance builds on its first render
@@ -393,6 +403,14 @@ void PreviewEngine::loop()
                     chooseLayer(*session, *input, layers, hostIndex, value);
                 else
                     applyValue(*session, hostIndex, name, value);
+            } catch (const std::exception& e) {
+                lastError = e.what();
+            }
+        }
+        if (video) {
+            // The video's frame at that time, rendered at its own time.
+            try {
+                seconds = video->frameAt(seconds, viewOf(*input));
             } catch (const std::exception& e) {
                 lastError = e.what();
             }
@@ -450,6 +468,15 @@ void PreviewEngine::loop()
             const auto stream = rec.streamNames.find(p.hostIndex);
             j["stream_name"] = stream == rec.streamNames.end() ? p.name : stream->second;
         }
+        nlohmann::json videoJson = nullptr;
+        if (video) {
+            const media::SourceInfo& in = video->info();
+            // Its length from the frame count when the file tells it, else
+            // from the file's duration.
+            videoJson = {{"frames", in.frames},
+                         {"duration",
+                          in.frames > 0 && fps > 0.0 ? static_cast<double>(in.frames) / fps : in.duration}};
+        }
         BuildFailure failure;
         if (!buildLog.empty())
             failure = describeBuildFailure(buildLog, *fx, defineKeys, opts_.host.effect);
@@ -458,21 +485,14 @@ void PreviewEngine::loop()
             layerLabels.push_back(image.first);
         std::lock_guard<std::mutex> lock(mutex_);
         ++generation_;
-        panel_ = {{"generation", generation_},
-                  {"effect", fx->settings.name},
-                  {"seconds", seconds},
-                  {"fps", opts_.fps},
-                  {"layer_choices", layerLabels},
-                  {"width", output->width()},
-                  {"height", output->height()},
-                  {"depth", output->depth()},
-                  {"render_ms", ms},
-                  {"error", lastError},
-                  {"reloads", reloads_},
-                  {"build_log", failure.log},
-                  {"build_failure", failure.headline},
-                  {"failed_pass", failure.pass},
-                  {"failed_lines", failure.lines},
+        panel_ = {{"generation", generation_},   {"effect", fx->settings.name},
+                  {"seconds", seconds},          {"fps", fps},
+                  {"video", videoJson},          {"layer_choices", layerLabels},
+                  {"width", output->width()},    {"height", output->height()},
+                  {"depth", output->depth()},    {"render_ms", ms},
+                  {"error", lastError},          {"reloads", reloads_},
+                  {"build_log", failure.log},    {"build_failure", failure.headline},
+                  {"failed_pass", failure.pass}, {"failed_lines", failure.lines},
                   {"params", std::move(params)}};
         if (!pixels.empty()) { // a failed frame keeps the last good one on screen
             frame_ = std::move(pixels);

@@ -245,6 +245,7 @@ function refresh() {
       generation = -1; // the rebuilt controls take their values below
     }
     panel = p;
+    fitTime(p);
     if (p.generation !== generation) {
       generation = p.generation;
       frame.src = frameUrl();
@@ -257,6 +258,17 @@ function refresh() {
       asking = false;
       if (askAgain) { askAgain = false; refresh(); }
     });
+}
+
+// A video input: the slider spans the clip in steps of one of its frames,
+// and the clock shows the time of the frame on screen.
+function fitTime(p) {
+  if (!p.video) return;
+  const step = 1 / (p.fps || 30);
+  timeSlider.step = step;
+  if (p.video.duration > 0) timeSlider.max = Math.max(0, p.video.duration - step);
+  if (!playing && document.activeElement !== timeSlider)
+    document.getElementById('clock').textContent = Number(p.seconds).toFixed(3) + ' s';
 }
 
 function listen() {

@@ -12,6 +12,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <netinet/in.h>
 #include <poll.h>
@@ -571,6 +572,50 @@ TEST(PreviewBusy, ASlowRenderIsPushedAsBusyAndDone)
     const double ms = panelOf(client)["render_ms"].get<double>();
     EXPECT_GT(ms, 200.0) << "the render was too quick to test the busy marker";
     close(stream);
+    EXPECT_EQ(proc.stop(), 0);
+}
+
+// A video input: the time slider walks the clip's own frames (the frame shown
+// at a time is the last one that started by then, back and forth), the
+// effect renders at that frame's time, and the clip's rate is the panel's.
+TEST(PreviewVideo, TimesPickTheClipsOwnFrames)
+{
+    NEED_PLUGIN();
+    Scratch dir;
+    // Ten frames at 10 a second; frame n is a flat grey of luma 16 + 20n.
+    const std::string clip = dir.path("clip.mkv");
+    ASSERT_EQ(std::system(("ffmpeg -v error -y -f lavfi -i nullsrc=s=32x24:r=10:d=1 -vf "
+                           "\"format=yuv420p,geq=lum='16+20*N':cb=128:cr=128\" -c:v ffv1 " +
+                           q(clip))
+                              .c_str()),
+              0);
+    const std::string effect =
+        dir.write("pass.glfx", "[settings]\nname=Pass\n[ps0]\nuniform sampler2D in0;\n"
+                               "void main() { gl_FragColor = texture2D(in0, gl_TexCoord[0].st); }\n");
+    PreviewProcess proc("--effect " + q(effect) + " --fps 25 " + q(clip));
+    ASSERT_GT(proc.port(), 0);
+    httplib::Client client("127.0.0.1", proc.port());
+    Json p = panelOf(client);
+    EXPECT_EQ(p["fps"], 10.0); // the clip's rate, not --fps
+    EXPECT_NEAR(p["video"]["duration"].get<double>(), 1.0, 1e-9);
+
+    const struct {
+        double asked;
+        int frame;
+    } steps[] = {{0.0, 0}, {0.55, 5}, {0.2, 2} /* back */, {0.29, 2}, {0.3, 3}, {0.95, 9},
+                 {7.0, 9}, {0.1, 1}};
+    for (const auto& step : steps) {
+        SCOPED_TRACE(step.asked);
+        const long long before = panelOf(client)["generation"].get<long long>();
+        auto r = client.Post("/api/time", Json{{"seconds", step.asked}}.dump(), "application/json");
+        ASSERT_TRUE(r && r->status == 202);
+        for (int i = 0; i < 200 && panelOf(client)["generation"].get<long long>() <= before; ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(25));
+        p = panelOf(client);
+        EXPECT_NEAR(p["seconds"].get<double>(), step.frame / 10.0, 1e-6);
+        // Limited-range grey: 20 luma steps a frame are 20/219 of full scale.
+        EXPECT_NEAR(redOfFrame(client, dir), 20.0 * step.frame / 219.0, 0.02);
+    }
     EXPECT_EQ(proc.stop(), 0);
 }
 
