@@ -619,4 +619,39 @@ TEST(PreviewVideo, TimesPickTheClipsOwnFrames)
     EXPECT_EQ(proc.stop(), 0);
 }
 
+// A description broken from the start: the page gets the build log in file
+// lines at once, and no frame until the file is fixed.
+TEST(PreviewBroken, BrokenFromTheStartThenFixed)
+{
+    NEED_PLUGIN();
+    Scratch dir;
+    const std::string good = "[settings]\nname=Late\n"                     // 1, 2
+                             "[ps0]\n"                                     // 3
+                             "void main()\n"                               // 4
+                             "{\n"                                         // 5
+                             "    gl_FragColor = vec4(vec3(0.25), 1.0);\n" // 6
+                             "}\n";
+    std::string broken = good;
+    broken.replace(broken.find("1.0)"), 4, "1.0) * missing");
+    const std::string path = dir.write("late.glfx", broken);
+    PreviewProcess proc("--effect " + q(path) + " --size 16x8");
+    ASSERT_GT(proc.port(), 0);
+    httplib::Client client("127.0.0.1", proc.port());
+    Json p = panelOf(client);
+    EXPECT_EQ(p["build_failure"], "shader build failed in pass 0");
+    EXPECT_NE(p["build_log"].get<std::string>().find("late.glfx:6:"), std::string::npos) << p["build_log"];
+    ASSERT_FALSE(p["failed_lines"].empty()) << p;
+    for (const Json& line : p["failed_lines"])
+        EXPECT_EQ(line, 6) << p["failed_lines"];
+    auto frame = client.Get("/api/frame.png");
+    ASSERT_TRUE(frame);
+    EXPECT_EQ(frame->status, 503);
+
+    std::ofstream(path, std::ios::trunc) << good;
+    p = reloaded(client, 1);
+    EXPECT_EQ(p["build_log"], "");
+    EXPECT_NEAR(redOfFrame(client, dir), 0.25f, 0.01f);
+    EXPECT_EQ(proc.stop(), 0);
+}
+
 } // namespace
