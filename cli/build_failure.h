@@ -4,6 +4,7 @@
 #pragma once
 
 #include "glfx/cglfx.h"
+#include "host/Host.h"
 
 #include <set>
 #include <string>
@@ -18,6 +19,13 @@ struct BuildFailure {
     bool vertex = false;    // the vertex shader failed
     std::vector<int> lines; // description lines the log points at (0: none)
 };
+
+// Rebuilds the instance's programs as the plug-in's Options command does
+// (the plug-in builds quietly; this is how its build log is had) and returns
+// the log it shows as an alert, empty when every pass built. The alert's own
+// printing is held back: the caller shows the log its own way. Throws
+// CommandError when the command fails.
+std::string rebuildLog(glfxhost::Session& session);
 
 // `log`: the alert text of the failed build; `fx`: the description the
 // plug-in built; `preambleKeys`: the definitions the instance holds (each is

@@ -19,9 +19,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <iostream>
 #include <memory>
-#include <sstream>
 
 namespace glfxcli {
 
@@ -70,24 +68,11 @@ void prepareSession(glfxhost::Session& session, const cglfx& fx, int width, int 
 // the host would print goes under the one failure line instead.
 void checkShaderBuild(glfxhost::Session& session, const cglfx& fx, const std::string& effectPath)
 {
-    // The alert list keeps only its latest entries: new alerts are told by
-    // the running total, and they are the list's last entries.
-    const uint64_t before = session.records().alerts.total();
-    std::ostringstream held;
-    std::streambuf* const terminal = std::cerr.rdbuf(held.rdbuf());
-    const PF_Err err = session.doDialog();
-    std::cerr.rdbuf(terminal);
-    if (err != PF_Err_NONE)
-        throw CommandError(commandFailure(session, "rebuilding the effect's shaders", err));
-    const auto& alerts = session.records().alerts;
-    if (alerts.total() > before && !alerts.empty()) {
-        const size_t fresh = size_t(std::min<uint64_t>(alerts.total() - before, alerts.size()));
-        std::string log;
-        for (size_t i = alerts.size() - fresh; i < alerts.size(); ++i)
-            log += alerts[i] + "\n";
-        const BuildFailure f = describeBuildFailure(log, fx, preambleKeys(fx), effectPath);
-        throw CommandError(f.headline, f.log);
-    }
+    const std::string log = rebuildLog(session);
+    if (log.empty())
+        return;
+    const BuildFailure f = describeBuildFailure(log, fx, preambleKeys(fx), effectPath);
+    throw CommandError(f.headline, f.log);
 }
 
 void runRender(const RenderOptions& o, const Given& given)

@@ -18,11 +18,9 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
-#include <iostream>
 #include <memory>
 #include <poll.h>
 #include <set>
-#include <sstream>
 #include <sys/inotify.h>
 #include <unistd.h>
 
@@ -45,26 +43,6 @@ nlohmann::json lintJson(const std::string& text)
                         {"message", d.message}});
     }
     return {{"errors", errors}, {"warnings", static_cast<int>(list.size()) - errors}, {"diagnostics", list}};
-}
-
-// Rebuilds the instance's programs as the plug-in's Options command does
-// and returns the build log it shows (empty when every pass built); the
-// alert's own printing is held back, as the page shows the log instead.
-std::string rebuildLog(glfxhost::Session& session, std::string& error)
-{
-    const uint64_t before = session.records().alerts.total();
-    std::ostringstream held;
-    std::streambuf* const terminal = std::cerr.rdbuf(held.rdbuf());
-    const PF_Err err = session.doDialog();
-    std::cerr.rdbuf(terminal);
-    if (err != PF_Err_NONE)
-        error = commandFailure(session, "reloading the description", err);
-    const auto& alerts = session.records().alerts;
-    const std::size_t fresh = std::size_t(std::min<uint64_t>(alerts.total() - before, alerts.size()));
-    std::string log;
-    for (std::size_t i = alerts.size() - fresh; i < alerts.size(); ++i)
-        log += alerts[i] + "\n";
-    return log;
 }
 
 } // namespace
@@ -382,7 +360,7 @@ void PreviewEngine::loop()
                     fx = std::move(next);
                     const std::set<std::string> keys = preambleKeys(*fx);
                     defineKeys.insert(keys.begin(), keys.end());
-                    buildLog = rebuildLog(*session, lastError);
+                    buildLog = rebuildLog(*session);
                 }
                 std::lock_guard<std::mutex> lock(mutex_);
                 diagnostics_ = std::move(diag);
@@ -421,8 +399,13 @@ void PreviewEngine::loop()
             std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
         // The plug-in builds quietly when it first renders: a description
         // that was broken from the start is told by rebuilding once.
-        if (checkBuild && err == PF_Err_NONE)
-            buildLog = rebuildLog(*session, lastError);
+        if (checkBuild && err == PF_Err_NONE) {
+            try {
+                buildLog = rebuildLog(*session);
+            } catch (const std::exception& e) {
+                lastError = e.what();
+            }
+        }
         checkBuild = false;
         std::vector<uint8_t> pixels; // the frame's packed rows
         media::FrameView packed;
