@@ -1,6 +1,7 @@
 // glfx render: an effect through the plug-in and the reference host, from a
 // video, an image, an image sequence or the generated pattern, into a video,
 // an image or an image sequence.
+#include "cli/build_failure.h"
 #include "cli/commands.h"
 #include "cli/effect_host.h"
 #include "cli/param_text.h"
@@ -8,6 +9,7 @@
 #include "cli/render_pipeline.h"
 #include "cli/render_plan.h"
 #include "cli/stop_signal.h"
+#include "glfx/paramdefines.h"
 #include "media/ImageFile.h"
 #include "media/MediaError.h"
 #include "media/Sink.h"
@@ -17,9 +19,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <iostream>
 #include <memory>
-#include <sstream>
 
 namespace glfxcli {
 
@@ -66,25 +66,13 @@ void prepareSession(glfxhost::Session& session, const cglfx& fx, int width, int 
 // an instance that has rendered and shows a non-empty build log (which holds
 // only failures) as an alert; that is how a failure is told here. The alert
 // the host would print goes under the one failure line instead.
-void checkShaderBuild(glfxhost::Session& session)
+void checkShaderBuild(glfxhost::Session& session, const cglfx& fx, const std::string& effectPath)
 {
-    // The alert list keeps only its latest entries: new alerts are told by
-    // the running total, and they are the list's last entries.
-    const uint64_t before = session.records().alerts.total();
-    std::ostringstream held;
-    std::streambuf* const terminal = std::cerr.rdbuf(held.rdbuf());
-    const PF_Err err = session.doDialog();
-    std::cerr.rdbuf(terminal);
-    if (err != PF_Err_NONE)
-        throw CommandError(commandFailure(session, "rebuilding the effect's shaders", err));
-    const auto& alerts = session.records().alerts;
-    if (alerts.total() > before && !alerts.empty()) {
-        const size_t fresh = size_t(std::min<uint64_t>(alerts.total() - before, alerts.size()));
-        std::string log;
-        for (size_t i = alerts.size() - fresh; i < alerts.size(); ++i)
-            log += alerts[i] + "\n";
-        throw CommandError("shader build failed" + failedPass(log), log);
-    }
+    const std::string log = rebuildLog(session);
+    if (log.empty())
+        return;
+    const BuildFailure f = describeBuildFailure(log, fx, preambleKeys(fx), effectPath);
+    throw CommandError(f.headline, f.log);
 }
 
 void runRender(const RenderOptions& o, const Given& given)
@@ -129,7 +117,7 @@ void runRender(const RenderOptions& o, const Given& given)
         const PF_Err err = probe.render(in, out, 0.0);
         if (err != PF_Err_NONE)
             throw CommandError(commandFailure(probe, "rendering", err));
-        checkShaderBuild(probe);
+        checkShaderBuild(probe, *fx, o.host.effect);
     }
 
     glfxhost::Session session(*plugin, hostMode(o.host));
@@ -142,7 +130,7 @@ void runRender(const RenderOptions& o, const Given& given)
     Progress progress(plan.total, !o.quiet);
     renderFrames(session, source, *sink, plan.selection, plan.depth, premiere, progress, [&] {
         if (!premiere)
-            checkShaderBuild(session);
+            checkShaderBuild(session, *fx, o.host.effect);
     });
 }
 

@@ -92,7 +92,8 @@ int findParam(const glfxhost::Session& session, const cglfx& fx, const std::stri
                        (known.empty() ? " (the effect has no parameters)" : " (known: " + known + ")"));
 }
 
-void applyValue(glfxhost::Session& session, int hostIndex, const std::string& name, const std::string& text)
+void applyValue(glfxhost::Session& session, int hostIndex, const std::string& name, const std::string& text,
+                bool asUser)
 {
     const glfxhost::AddedParam& p = session.added().at(static_cast<size_t>(hostIndex - 1));
     const PF_ParamDef& def = p.def;
@@ -178,7 +179,7 @@ void applyValue(glfxhost::Session& session, int hostIndex, const std::string& na
         throw CommandError("parameter '" + name + "' (" + glfxhost::paramTypeName(def.param_type) +
                            ") takes no value");
     }
-    if (def.flags & PF_ParamFlag_SUPERVISE) {
+    if (asUser && (def.flags & PF_ParamFlag_SUPERVISE)) {
         const PF_Err err = session.userChangedParam(hostIndex);
         if (err != PF_Err_NONE)
             throw CommandError(commandFailure(session, "changing parameter '" + name + "'", err));

@@ -29,7 +29,9 @@ int findParam(const glfxhost::Session& session, const cglfx& fx, const std::stri
 // (or 1/0, on/off, yes/no); popups an item's text; colours "r,g,b" in 0..1;
 // angles degrees; points "x,y" in layer pixels. When the parameter is
 // supervised, the user-changed-param command follows, as a click in the
-// effect panel would send it. Throws CommandError naming the parameter.
-void applyValue(glfxhost::Session& session, int hostIndex, const std::string& name, const std::string& text);
+// effect panel would send it, unless `asUser` is false (a value carried over
+// rather than chosen). Throws CommandError naming the parameter.
+void applyValue(glfxhost::Session& session, int hostIndex, const std::string& name, const std::string& text,
+                bool asUser = true);
 
 } // namespace glfxcli

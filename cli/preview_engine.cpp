@@ -1,11 +1,15 @@
 #include "cli/preview_engine.h"
 
+#include "cli/build_failure.h"
 #include "cli/commands.h"
 #include "cli/host_params_json.h"
 #include "cli/param_text.h"
+#include "cli/preview_session.h"
+#include "cli/preview_video.h"
 #include "cli/render_pipeline.h"
 #include "cli/render_plan.h"
 #include "glfx/lint.h"
+#include "glfx/paramdefines.h"
 #include "media/ImageFile.h"
 #include "media/MediaError.h"
 #include "media/Source.h"
@@ -14,10 +18,9 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
-#include <iostream>
 #include <memory>
 #include <poll.h>
-#include <sstream>
+#include <set>
 #include <sys/inotify.h>
 #include <unistd.h>
 
@@ -25,56 +28,8 @@ namespace glfxcli {
 
 namespace {
 
-constexpr double kFixedOne = 65536.0; // 16.16 fixed point
-
-// What a layer parameter may show, besides the images given with --layer.
-const char* const kLayerInput = "input";
-const char* const kLayerNone = "none";
-
-// The images layer parameters choose among: the input, and each --layer
-// file by its name. Owned by the session thread's loop.
-struct LayerChoices {
-    std::vector<std::pair<std::string, std::unique_ptr<glfxhost::World>>> images; // label, world
-    std::map<int, std::string> chosen;                                            // host index -> label
-};
-
-// Sets a layer parameter to the image labelled `label`; throws CommandError
-// for a label that names none.
-void chooseLayer(glfxhost::Session& session, glfxhost::World& input, LayerChoices& layers, int hostIndex,
-                 const std::string& label)
-{
-    glfxhost::World* world = nullptr;
-    if (label == kLayerInput) {
-        world = &input;
-    } else if (label != kLayerNone) {
-        for (auto& [name, image] : layers.images)
-            if (name == label)
-                world = image.get();
-        if (!world)
-            throw CommandError("no layer image '" + label + "' (give it with --layer)");
-    }
-    session.setLayer(hostIndex, world);
-    layers.chosen[hostIndex] = label;
-}
-
-// The host's current value of one parameter, in the units the page shows
-// (and sends back as text): numbers, degrees, layer pixels, 0..1 colours.
-nlohmann::json currentValue(const glfxhost::Session& session, int hostIndex)
-{
-    const PF_ParamDef& v = session.value(hostIndex);
-    switch (v.param_type) {
-    case PF_Param_FLOAT_SLIDER: return v.u.fs_d.value;
-    case PF_Param_CHECKBOX: return v.u.bd.value != 0;
-    case PF_Param_POPUP: return v.u.pd.value;
-    case PF_Param_ANGLE: return v.u.ad.value / kFixedOne;
-    case PF_Param_POINT: return {v.u.td.x_value / kFixedOne, v.u.td.y_value / kFixedOne};
-    case PF_Param_COLOR: {
-        const PF_Pixel& c = v.u.cd.value;
-        return {c.red / 255.0, c.green / 255.0, c.blue / 255.0};
-    }
-    default: return nullptr;
-    }
-}
+// A render or rebuild running longer than this is shown as busy.
+constexpr std::chrono::milliseconds kBusyAfter{200};
 
 nlohmann::json lintJson(const std::string& text)
 {
@@ -208,7 +163,9 @@ std::string PreviewEngine::framePng(int maxWidth)
         }
         from = to;
     }
-    const std::vector<unsigned char> bytes = media::encodeImage("frame.png", from);
+    // Fast PNG: the frame only crosses the loopback interface, where encoding
+    // time counts and size hardly does.
+    const std::vector<unsigned char> bytes = media::encodeImage("frame.png", from, media::PngSpeed::kFast);
     return std::string(bytes.begin(), bytes.end());
 }
 
@@ -240,6 +197,44 @@ void PreviewEngine::seek(double seconds)
     wake_.notify_all();
 }
 
+glfxpreview::Status PreviewEngine::waitStatus(uint64_t seen, std::chrono::milliseconds timeout)
+{
+    using Clock = std::chrono::steady_clock;
+    std::unique_lock<std::mutex> lock(mutex_);
+    const Clock::time_point deadline = Clock::now() + timeout;
+    while (seq_ == seen && !waitersWoken_) {
+        // The session thread cannot say "busy" while it renders; the first
+        // waiter to see the work run past the limit says it for it.
+        const bool watchWork = working_ && !busy_;
+        const Clock::time_point until = watchWork ? std::min(deadline, workStart_ + kBusyAfter) : deadline;
+        changed_.wait_until(lock, until);
+        const Clock::time_point now = Clock::now();
+        if (working_ && !busy_ && now >= workStart_ + kBusyAfter) {
+            busy_ = true;
+            ++seq_;
+            changed_.notify_all();
+        } else if (now >= deadline) {
+            break;
+        }
+    }
+    glfxpreview::Status s;
+    s.seq = seq_;
+    s.generation = generation_;
+    s.reloads = reloads_;
+    s.failed = failed_;
+    s.busy = busy_;
+    return s;
+}
+
+void PreviewEngine::wakeWaiters()
+{
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        waitersWoken_ = true;
+    }
+    changed_.notify_all();
+}
+
 void PreviewEngine::loop()
 {
     // Everything of the effect lives on this thread, from set-up to the end.
@@ -249,6 +244,9 @@ void PreviewEngine::loop()
     std::unique_ptr<glfxhost::World> input, output;
     std::string lastError;
     LayerChoices layers;
+    int width = 0, height = 0;          // the input's size, which every session's layers have
+    std::unique_ptr<VideoFrames> video; // a video input's frames; null for an image or the pattern
+    double fps = opts_.fps;             // frames a second: the video's own, else --fps
     auto fail = [this](const std::string& what) {
         std::lock_guard<std::mutex> lock(mutex_);
         setupError_ = what.empty() ? "set-up failed" : what;
@@ -260,7 +258,6 @@ void PreviewEngine::loop()
         const std::string text = pluginDescriptionText(*plugin);
         fx = parseDescription(text);
         nlohmann::json diag = lintJson(text);
-        int width = 0, height = 0;
         std::unique_ptr<media::Source> source;
         if (opts_.input.empty()) {
             parseSize(opts_.size, width, height);
@@ -279,15 +276,16 @@ void PreviewEngine::loop()
         output = std::make_unique<glfxhost::World>(width, height, opts_.depth, premiere);
         media::FrameView view = viewOf(*input);
         double seconds = 0.0;
-        if (!source->read(&view, seconds))
+        if (source->info().video) {
+            if (source->info().fps > 0.0)
+                fps = source->info().fps;
+            source.reset();
+            video = std::make_unique<VideoFrames>(opts_.input, opts_.depth, premiere);
+            video->frameAt(0.0, view);
+        } else if (!source->read(&view, seconds)) {
             throw CommandError("'" + opts_.input + "' has no frame");
-        session = std::make_unique<glfxhost::Session>(*plugin, hostMode(opts_.host));
-        session->setFrameRate(opts_.fps);
-        session->setRecordLimit(256);
-        const PF_Err err = session->start();
-        if (err != PF_Err_NONE)
-            throw CommandError(commandFailure(*session, "setting up the effect", err));
-        session->setLayerSize(width, height);
+        }
+        session = startPreviewSession(*plugin, opts_.host, fps, width, height);
         for (const std::string& arg : opts_.layers) {
             const Assignment a = splitAssignment(arg, "--layer");
             const int hostIndex = findParam(*session, *fx, a.name);
@@ -314,7 +312,11 @@ void PreviewEngine::loop()
 
     bool reload = false;
     double seconds = 0.0;
-    std::string buildLog; // the last reload's shader build log; empty when it built
+    std::string buildLog; // the last build's log as the plug-in shows it; empty when it built
+    // The definitions the instance holds: a reload adds those of the new
+    // description and drops none, and each is a line of the preamble.
+    std::set<std::string> defineKeys = preambleKeys(*fx);
+    bool checkBuild = true; // the instance has not been checked since its first render
     for (bool first = true;; first = false) {
         std::map<int, std::string> changes;
         if (!first) {
@@ -328,6 +330,11 @@ void PreviewEngine::loop()
             seek_ = false;
             seconds = seconds_;
         }
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            working_ = true;
+            workStart_ = std::chrono::steady_clock::now();
+        }
         lastError.clear();
         if (reload) {
             // As the plug-in's Options command does: parse the file again and
@@ -335,23 +342,29 @@ void PreviewEngine::loop()
             buildLog.clear();
             try {
                 const std::string text = readTextFile(opts_.host.effect);
-                plugin->setEffectText(text);
-                fx = parseDescription(text);
+                std::unique_ptr<cglfx> next = parseDescription(text);
                 nlohmann::json diag = lintJson(text);
-                const uint64_t before = session->records().alerts.total();
-                std::ostringstream held; // the alert's own printing is shown in the page instead
-                std::streambuf* const terminal = std::cerr.rdbuf(held.rdbuf());
-                const PF_Err err = session->doDialog();
-                std::cerr.rdbuf(terminal);
-                if (err != PF_Err_NONE)
-                    lastError = commandFailure(*session, "reloading the description", err);
-                const auto& alerts = session->records().alerts;
-                const std::size_t fresh =
-                    std::size_t(std::min<uint64_t>(alerts.total() - before, alerts.size()));
-                for (std::size_t i = alerts.size() - fresh; i < alerts.size(); ++i)
-                    buildLog += alerts[i] + "\n";
+                plugin->setEffectText(text);
+                if (paramSignature(*next) != paramSignature(*fx)) {
+                    // Parameters added, removed or changed: the host's list
+                    // comes from parameter setup, so a new instance takes
+                    // over, with the values of the parameters that stayed.
+                    const std::map<std::string, KeptValue> kept = keepValues(*session, *fx, layers);
+                    session.reset();
+                    fx = std::move(next);
+                    session = startPreviewSession(*plugin, opts_.host, fps, width, height);
+                    restoreValues(*session, *fx, kept, *input, layers);
+                    defineKeys = preambleKeys(*fx);
+                    checkBuild = true; // the new instance builds on its first render
+                } else {
+                    fx = std::move(next);
+                    const std::set<std::string> keys = preambleKeys(*fx);
+                    defineKeys.insert(keys.begin(), keys.end());
+                    buildLog = rebuildLog(*session);
+                }
                 std::lock_guard<std::mutex> lock(mutex_);
                 diagnostics_ = std::move(diag);
+                paramCount_ = static_cast<int>(session->added().size());
                 ++reloads_;
             } catch (const std::exception& e) {
                 lastError = e.what();
@@ -359,6 +372,8 @@ void PreviewEngine::loop()
             reload = false;
         }
         for (const auto& [hostIndex, value] : changes) {
+            if (hostIndex > static_cast<int>(session->added().size()))
+                continue; // asked for by a panel from before a reload
             const glfxhost::AddedParam& p = session->added()[static_cast<std::size_t>(hostIndex - 1)];
             const std::string& name = fx->par[std::clamp(p.descIndex, 0, glfxlimits::kMaxParams - 1)].uniform;
             try {
@@ -370,10 +385,28 @@ void PreviewEngine::loop()
                 lastError = e.what();
             }
         }
+        if (video) {
+            // The video's frame at that time, rendered at its own time.
+            try {
+                seconds = video->frameAt(seconds, viewOf(*input));
+            } catch (const std::exception& e) {
+                lastError = e.what();
+            }
+        }
         const auto start = std::chrono::steady_clock::now();
         const PF_Err err = session->render(*input, *output, seconds);
         const double ms =
             std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+        // The plug-in builds quietly when it first renders: a description
+        // that was broken from the start is told by rebuilding once.
+        if (checkBuild && err == PF_Err_NONE) {
+            try {
+                buildLog = rebuildLog(*session);
+            } catch (const std::exception& e) {
+                lastError = e.what();
+            }
+        }
+        checkBuild = false;
         std::vector<uint8_t> pixels; // the frame's packed rows
         media::FrameView packed;
         if (!buildLog.empty()) {
@@ -418,29 +451,41 @@ void PreviewEngine::loop()
             const auto stream = rec.streamNames.find(p.hostIndex);
             j["stream_name"] = stream == rec.streamNames.end() ? p.name : stream->second;
         }
+        nlohmann::json videoJson = nullptr;
+        if (video) {
+            const media::SourceInfo& in = video->info();
+            // Its length from the frame count when the file tells it, else
+            // from the file's duration.
+            videoJson = {{"frames", in.frames},
+                         {"duration",
+                          in.frames > 0 && fps > 0.0 ? static_cast<double>(in.frames) / fps : in.duration}};
+        }
+        BuildFailure failure;
+        if (!buildLog.empty())
+            failure = describeBuildFailure(buildLog, *fx, defineKeys, opts_.host.effect);
         nlohmann::json layerLabels = {kLayerInput, kLayerNone};
         for (const auto& image : layers.images)
             layerLabels.push_back(image.first);
         std::lock_guard<std::mutex> lock(mutex_);
         ++generation_;
-        panel_ = {{"generation", generation_},
-                  {"effect", fx->settings.name},
-                  {"seconds", seconds},
-                  {"fps", opts_.fps},
-                  {"layer_choices", layerLabels},
-                  {"width", output->width()},
-                  {"height", output->height()},
-                  {"depth", output->depth()},
-                  {"render_ms", ms},
-                  {"error", lastError},
-                  {"reloads", reloads_},
-                  {"build_log", buildLog},
-                  {"failed_pass", buildLog.empty() ? std::string() : failedPass(buildLog)},
+        panel_ = {{"generation", generation_},   {"effect", fx->settings.name},
+                  {"seconds", seconds},          {"fps", fps},
+                  {"video", videoJson},          {"layer_choices", layerLabels},
+                  {"width", output->width()},    {"height", output->height()},
+                  {"depth", output->depth()},    {"render_ms", ms},
+                  {"error", lastError},          {"reloads", reloads_},
+                  {"build_log", failure.log},    {"build_failure", failure.headline},
+                  {"failed_pass", failure.pass}, {"failed_lines", failure.lines},
                   {"params", std::move(params)}};
         if (!pixels.empty()) { // a failed frame keeps the last good one on screen
             frame_ = std::move(pixels);
             frameView_ = packed;
         }
+        working_ = false;
+        busy_ = false;
+        failed_ = !buildLog.empty();
+        ++seq_;
+        changed_.notify_all();
         if (first) {
             ready_ = true;
             wake_.notify_all();

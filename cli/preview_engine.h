@@ -8,6 +8,7 @@
 #include "media/Frame.h"
 #include "preview/PreviewServer.h"
 
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <map>
@@ -39,6 +40,8 @@ public:
     nlohmann::json diagnostics() override;
     void change(int hostIndex, const std::string& value) override;
     void seek(double seconds) override;
+    glfxpreview::Status waitStatus(uint64_t seen, std::chrono::milliseconds timeout) override;
+    void wakeWaiters() override;
 
 private:
     void loop();
@@ -47,8 +50,9 @@ private:
     void watch();
 
     PreviewOptions opts_;
-    std::mutex mutex_; // guards everything below
-    std::condition_variable wake_;
+    std::mutex mutex_;                   // guards everything below
+    std::condition_variable wake_;       // wakes the session thread
+    std::condition_variable changed_;    // wakes status waiters
     std::map<int, std::string> pending_; // host index -> newest value not yet applied
     bool stopping_ = false;
     double seconds_ = 0.0;       // time to render at
@@ -61,8 +65,14 @@ private:
     std::vector<uint8_t> frame_; // last good frame, packed rows; written by the session thread
     media::FrameView frameView_; // its size and depth (its data pointer is not used)
     nlohmann::json diagnostics_;
-    uint64_t generation_ = 0;    // renders done
-    uint64_t reloads_ = 0;       // descriptions reloaded
+    uint64_t generation_ = 0;                         // renders done
+    uint64_t reloads_ = 0;                            // descriptions reloaded
+    uint64_t seq_ = 0;                                // status changes, for waitStatus
+    bool working_ = false;                            // the session thread is rendering or rebuilding
+    std::chrono::steady_clock::time_point workStart_; // when it started
+    bool busy_ = false;                               // working for longer than kBusyAfter; set by a waiter
+    bool failed_ = false;                             // the last build failed
+    bool waitersWoken_ = false;                       // wakeWaiters was called: waits end at once
     int stopPipe_[2] = {-1, -1}; // wakes the watcher to end; created and closed by this object
     int inotify_ = -1;           // watch on the description's folder; created and closed by this object
     std::thread worker_;         // owns the session; joined by the destructor

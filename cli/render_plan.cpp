@@ -10,7 +10,6 @@
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
-#include <regex>
 
 namespace glfxcli {
 
@@ -96,15 +95,6 @@ void parseFrames(const std::string& text, int64_t& first, int64_t& last)
     if (!ok)
         throw CommandError("--frames '" + text +
                            "': expected FIRST-LAST with 0 <= FIRST <= LAST <= " + std::to_string(INT64_MAX));
-}
-
-std::string failedPass(const std::string& log)
-{
-    static const std::regex pass("pass ([0-9]+)", std::regex::icase);
-    std::smatch m;
-    if (std::regex_search(log, m, pass))
-        return " in pass " + m[1].str();
-    return "";
 }
 
 RenderPlan planRender(const RenderOptions& o, const Given& given)

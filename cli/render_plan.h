@@ -51,7 +51,4 @@ void parseFrames(const std::string& text, int64_t& first, int64_t& last);
 // Parses --size WIDTHxHEIGHT, refusing sizes that can never render.
 void parseSize(const std::string& text, int& w, int& h);
 
-// " in pass N" when a shader build log names the pass that failed, else "".
-std::string failedPass(const std::string& log);
-
 } // namespace glfxcli

@@ -98,6 +98,13 @@ public:
 
     std::vector<std::string> shaders; // fragment source of pass 0..31
     std::string vertex;               // vertex shader source
+    // Where each line of a source came from: the 1-based line of the
+    // description text (as given, before "@@" expansion) per source line;
+    // 0 for lines the parser supplied itself (the default shaders). Filled by
+    // parse alongside the sources, so that a shader compiler's line numbers
+    // can be told in the description's own lines.
+    std::vector<std::vector<int>> shaderLines; // per pass, parallel to shaders
+    std::vector<int> vertexLines;              // parallel to vertex
     glfxpar par[glfxlimits::kMaxParams];
     glfxsettings settings;
 };

@@ -3,6 +3,7 @@
 #include "glfx/strings.h"
 #include "glfx/text.h"
 
+#include <algorithm>
 #include <climits>
 #include <cmath>
 
@@ -40,13 +41,33 @@ void updateParamDefines(const cglfx& fx, const float (*values)[4],
     for (int i = 1; i < count; ++i) {
         const glfxpar& par = fx.par[i];
         const int v = valueToInt(values[i][0]);
-        if (par.flags == glfxflags::kIntegerDefine && (par.type == GLFX_CHECK || par.type == GLFX_POPUP)) {
-            defines[prefix + par.uniform] = intToString(v);
-        } else if (par.flags == glfxflags::kTextDefine && par.type == GLFX_POPUP) {
-            if (!par.items.empty())
-                defines[prefix + par.uniform] = popupItemClamped(par, v);
+        switch (defineKind(par)) {
+        case DefineKind::kInteger: defines[prefix + par.uniform] = intToString(v); break;
+        case DefineKind::kText: defines[prefix + par.uniform] = popupItemClamped(par, v); break;
+        case DefineKind::kNone: break;
         }
     }
+}
+
+DefineKind defineKind(const glfxpar& par)
+{
+    if (par.flags == glfxflags::kIntegerDefine && (par.type == GLFX_CHECK || par.type == GLFX_POPUP))
+        return DefineKind::kInteger;
+    if (par.flags == glfxflags::kTextDefine && par.type == GLFX_POPUP && !par.items.empty())
+        return DefineKind::kText;
+    return DefineKind::kNone;
+}
+
+std::set<std::string> preambleKeys(const cglfx& fx)
+{
+    std::set<std::string> keys = {glfxtext::defineFixedOn()};
+    if (fx.settings.fast)
+        keys.insert(glfxtext::defineFast());
+    const int count = std::min(fx.settings.params, glfxlimits::kMaxParams);
+    for (int i = 1; i < count; ++i)
+        if (defineKind(fx.par[i]) != DefineKind::kNone)
+            keys.insert(glfxtext::definePrefix() + fx.par[i].uniform);
+    return keys;
 }
 
 std::string definesText(const std::map<std::string, std::string>& defines)

@@ -6,6 +6,7 @@
 #include "glfx/cglfx.h"
 
 #include <map>
+#include <set>
 #include <string>
 
 // The popup item at `index`, clamped to the item list (first item below it,
@@ -21,6 +22,17 @@ int valueToInt(float value);
 // Entries of other parameters and fixed entries are left as they are.
 void updateParamDefines(const cglfx& fx, const float (*values)[4],
                         std::map<std::string, std::string>& defines);
+
+// What definition a parameter contributes: none, its value as an integer,
+// or the text of its selected popup item.
+enum class DefineKind { kNone, kInteger, kText };
+DefineKind defineKind(const glfxpar& par);
+
+// The keys of the definitions an instance of `fx` holds once set up: the
+// fixed entry, the fast-mode entry when `fast` is set, and one per parameter
+// that contributes a definition. The preamble has one line a key (entries
+// of an earlier description stay in an instance's map after a reload).
+std::set<std::string> preambleKeys(const cglfx& fx);
 
 // The definitions as preamble text: key, " ", value, "\r\n" per entry, in
 // map order.

@@ -84,9 +84,35 @@ std::size_t expandedSize(const std::string& text, const std::string& use, std::s
     return size;
 }
 
+// Every occurrence of `use` in `text` replaced by `body`, as strReplace
+// does, with `origin` (one entry a character of text) kept alongside:
+// inserted characters take the origins of the body's characters.
+void replaceTraced(std::string& text, std::vector<int>& origin, const std::string& use,
+                   const std::string& body, const std::vector<int>& bodyOrigin)
+{
+    std::string out;
+    std::vector<int> outOrigin;
+    std::size_t from = 0;
+    for (std::size_t at = text.find(use); at != std::string::npos; at = text.find(use, from)) {
+        out.append(text, from, at - from);
+        outOrigin.insert(outOrigin.end(), origin.begin() + static_cast<std::ptrdiff_t>(from),
+                         origin.begin() + static_cast<std::ptrdiff_t>(at));
+        out += body;
+        outOrigin.insert(outOrigin.end(), bodyOrigin.begin(), bodyOrigin.end());
+        from = at + use.size();
+    }
+    if (from == 0)
+        return;
+    out.append(text, from, std::string::npos);
+    outOrigin.insert(outOrigin.end(), origin.begin() + static_cast<std::ptrdiff_t>(from), origin.end());
+    text.swap(out);
+    origin.swap(outOrigin);
+}
+
 // Cuts "@@name body@@" blocks out of the text and replaces every "@@name"
-// after them by the body.
-void expandBlocks(std::string& text)
+// after them by the body. `origin`, when given, holds the source line of
+// each character and is kept in step with the text.
+void expandBlocks(std::string& text, std::vector<int>* origin)
 {
     std::size_t at;
     while ((at = text.find("@@")) != std::string::npos) {
@@ -95,22 +121,34 @@ void expandBlocks(std::string& text)
         if (delim == std::string::npos) {
             // A name with nothing after it: the definition runs to the end.
             text.erase(at);
+            if (origin)
+                origin->resize(at);
             continue;
         }
         const std::string name = text.substr(nameStart, delim - nameStart);
         const std::size_t close = text.find("@@", delim + 1);
-        std::string body;
-        if (close == std::string::npos) {
-            body = text.substr(delim + 1);
-            text.erase(at);
-        } else {
-            body = text.substr(delim + 1, close - delim - 1);
-            text.erase(at, close + 2 - at);
+        const std::size_t end = close == std::string::npos ? text.size() : close;
+        const std::string body = text.substr(delim + 1, end - delim - 1);
+        std::vector<int> bodyOrigin;
+        if (origin) {
+            const auto o = origin->begin();
+            bodyOrigin.assign(o + static_cast<std::ptrdiff_t>(delim + 1),
+                              o + static_cast<std::ptrdiff_t>(end));
+            origin->erase(o + static_cast<std::ptrdiff_t>(at),
+                          close == std::string::npos ? origin->end()
+                                                     : o + static_cast<std::ptrdiff_t>(close + 2));
         }
+        if (close == std::string::npos)
+            text.erase(at);
+        else
+            text.erase(at, close + 2 - at);
         const std::string use = "@@" + name;
         if (expandedSize(text, use, body.size()) > kMaxExpandedSize)
             continue;
-        strReplace(text, use, body);
+        if (origin)
+            replaceTraced(text, *origin, use, body, bodyOrigin);
+        else
+            strReplace(text, use, body);
     }
 }
 
@@ -118,7 +156,9 @@ class Parser {
 public:
     explicit Parser(cglfx& fx) : fx_(fx), set_(fx.settings) {}
 
-    void line(const std::string& ln);
+    // One line of the expanded text; `origin` is its line in the text as
+    // given.
+    void line(const std::string& ln, int origin);
     void finish();
 
 private:
@@ -165,6 +205,7 @@ void Parser::header(const std::string& name)
         if (n >= 0 && n < kMaxPasses) {
             set_.shaders = std::max(set_.shaders, n + 1);
             fx_.shaders[static_cast<std::size_t>(n)].clear();
+            fx_.shaderLines[static_cast<std::size_t>(n)].clear();
         }
     } else if (startsWith(name, "vs")) {
         // Only the exact name "vs" collects vertex shader lines.
@@ -339,7 +380,7 @@ void Parser::presetLine(const std::string& ln)
     set_.presets[{presetPar_, presetNumber_}].values[target] = def;
 }
 
-void Parser::line(const std::string& raw)
+void Parser::line(const std::string& raw, int origin)
 {
     if (raw.empty() || raw == "\r" || raw == "\n")
         return;
@@ -359,6 +400,7 @@ void Parser::line(const std::string& raw)
     if (section_ == "vs") {
         fx_.vertex += ln;
         fx_.vertex += '\n';
+        fx_.vertexLines.push_back(origin);
         return;
     }
     if (inPass) {
@@ -367,6 +409,7 @@ void Parser::line(const std::string& raw)
             std::string& src = fx_.shaders[static_cast<std::size_t>(n)];
             src += ln;
             src += '\n';
+            fx_.shaderLines[static_cast<std::size_t>(n)].push_back(origin);
         }
         return;
     }
@@ -396,10 +439,18 @@ void Parser::finish()
         if (set_.routing[0][i] == glfxlimits::kRouteNone)
             set_.routing[0][i] = glfxroute::layer(i);
 
-    if (fx_.vertex.empty())
+    // The parser's own sources come from no line of the description.
+    const auto lineCount = [](const std::string& src) {
+        return static_cast<std::size_t>(std::count(src.begin(), src.end(), '\n')) + 1;
+    };
+    if (fx_.vertex.empty()) {
         fx_.vertex = glfxtext::defaultVertexShader();
-    if (fx_.shaders[0].empty())
+        fx_.vertexLines.assign(lineCount(fx_.vertex), 0);
+    }
+    if (fx_.shaders[0].empty()) {
         fx_.shaders[0] = glfxtext::defaultFragmentShader();
+        fx_.shaderLines[0].assign(lineCount(fx_.shaders[0]), 0);
+    }
 
     // A pass whose source is "ps<N>" runs the program of pass N.
     const int passes = std::min(set_.shaders, kMaxPasses);
@@ -408,8 +459,10 @@ void Parser::finish()
         if (!startsWith(src, "ps"))
             continue;
         const int n = atoiFrom(src, 2);
-        if (n >= 0 && n < set_.shaders && n < kMaxPasses)
+        if (n >= 0 && n < set_.shaders && n < kMaxPasses) {
             fx_.shaders[static_cast<std::size_t>(i)] = fx_.shaders[static_cast<std::size_t>(n)];
+            fx_.shaderLines[static_cast<std::size_t>(i)] = fx_.shaderLines[static_cast<std::size_t>(n)];
+        }
     }
 }
 
@@ -423,6 +476,8 @@ void cglfx::parse(std::string& text)
         p = glfxpar();
     shaders.clear();
     vertex.clear();
+    shaderLines.clear();
+    vertexLines.clear();
     settings.name.clear();
     settings.description.clear();
     settings.category.clear();
@@ -439,14 +494,31 @@ void cglfx::parse(std::string& text)
     if (text.size() < 3)
         return;
     shaders.resize(kMaxPasses);
+    shaderLines.resize(kMaxPasses);
 
-    expandBlocks(text);
+    // Lines are counted in the text as given; "@@" expansion moves text
+    // between lines, so then each character's line is carried through it.
+    std::vector<int> origin;
+    const bool blocks = text.find("@@") != std::string::npos;
+    if (blocks) {
+        origin.resize(text.size());
+        int n = 1;
+        for (std::size_t i = 0; i < text.size(); ++i) {
+            origin[i] = n;
+            n += text[i] == '\n';
+        }
+    }
+    expandBlocks(text, blocks ? &origin : nullptr);
 
     Parser parser(*this);
-    std::istringstream in(text);
-    std::string ln;
-    while (std::getline(in, ln))
-        parser.line(ln);
+    std::size_t start = 0;
+    for (int n = 1; start < text.size(); ++n) {
+        std::size_t end = text.find('\n', start);
+        if (end == std::string::npos)
+            end = text.size();
+        parser.line(text.substr(start, end - start), blocks ? origin[start] : n);
+        start = end + 1;
+    }
     parser.finish();
 }
 

@@ -18,6 +18,10 @@ namespace OIIO = OIIO_NAMESPACE;
 namespace {
 
 constexpr int kMax16File = 65535;
+// PNG writer settings for PngSpeed::kFast: zlib level 1, and libpng's
+// PNG_FILTER_NONE (rows stored as they are).
+constexpr int kFastPngLevel = 1;
+constexpr int kPngFilterNone = 0x08;
 
 std::unique_ptr<OIIO::ImageInput> openInput(const std::string& path)
 {
@@ -155,7 +159,7 @@ ImagePlan planImage(const std::string& path, int depth)
     return p;
 }
 
-std::vector<unsigned char> encodeImage(const std::string& path, const FrameView& from)
+std::vector<unsigned char> encodeImage(const std::string& path, const FrameView& from, PngSpeed speed)
 {
     const ImagePlan plan = planImage(path, from.depth);
     const std::string named = path == "-" ? std::string("out.png") : path;
@@ -169,6 +173,10 @@ std::vector<unsigned char> encodeImage(const std::string& path, const FrameView&
     if (nch == 4) {
         layout.alpha_channel = 3;
         layout.attribute("oiio:UnassociatedAlpha", 1);
+    }
+    if (speed == PngSpeed::kFast && plan.formatName == "png") {
+        layout.attribute("png:compressionLevel", kFastPngLevel);
+        layout.attribute("png:filter", kPngFilterNone);
     }
     // Packed samples in the file's type, converted from the world's integers
     // directly (8-bit as is, 16-bit 0..32768 to the file's range).

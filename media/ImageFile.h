@@ -37,8 +37,14 @@ struct ImagePlan {
 // no writer for it.
 ImagePlan planImage(const std::string& path, int depth);
 
+// How hard a PNG is compressed: the writer's default (small files), or
+// quickly (for a frame that only crosses the loopback interface: a low zlib
+// level and no row filtering, several times faster at a larger size).
+enum class PngSpeed { kDefault, kFast };
+
 // The whole file of `from` encoded for `path`'s format, in memory, so that
 // the caller writes the bytes and checks every write.
-std::vector<unsigned char> encodeImage(const std::string& path, const FrameView& from);
+std::vector<unsigned char> encodeImage(const std::string& path, const FrameView& from,
+                                       PngSpeed speed = PngSpeed::kDefault);
 
 } // namespace media

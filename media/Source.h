@@ -29,6 +29,7 @@ struct SourceInfo {
     bool still = false;        // one image that stands for every frame
     double fps = 0.0;          // nominal frames a second; 0 when not known
     int64_t frames = -1;       // frame count when known
+    double duration = 0.0;     // video: the file's duration in seconds when it tells one, else 0
     int timeBaseNum = 1;       // the stream's time base, for timestamps carried to the output
     int timeBaseDen = 1;
     double startSeconds = 0.0; // the video stream's first timestamp in the file (frames count from it)

@@ -161,6 +161,10 @@ void VideoSource::open()
         info_.frames = st->nb_frames;
     else if (st->duration > 0 && info_.fps > 0)
         info_.frames = std::llround(st->duration * av_q2d(st->time_base) * info_.fps);
+    if (st->duration > 0 && st->duration != AV_NOPTS_VALUE)
+        info_.duration = double(st->duration) * av_q2d(st->time_base);
+    else if (fmt_->duration > 0 && fmt_->duration != AV_NOPTS_VALUE)
+        info_.duration = double(fmt_->duration) / AV_TIME_BASE;
     info_.color.matrix = settledColorSpace(par->color_space, par->height);
     info_.color.primaries = par->color_primaries;
     info_.color.transfer = par->color_trc;

@@ -5,6 +5,7 @@
 #include <httplib.h>
 
 #include <exception>
+#include <memory>
 
 namespace glfxpreview {
 
@@ -16,6 +17,37 @@ constexpr std::size_t kMaxBody = 64 * 1024;
 constexpr std::size_t kMaxValueText = 1024;
 // Latest time the page may ask for: a day.
 constexpr double kMaxSeconds = 86400.0;
+// Event streams open at once: each holds one of the server's threads, and
+// the rest must stay free for the page's other requests.
+constexpr int kMaxStreams = 4;
+// An idle event stream gets a comment this often, so that a closed page is
+// noticed and a stopping server is never held up longer.
+constexpr std::chrono::milliseconds kKeepAlive{500};
+// How long an idle connection waits for its next request.
+constexpr int kKeepAliveSeconds = 1;
+
+// One server-sent event: a name and the status as JSON.
+std::string event(const char* name, const Status& s)
+{
+    const nlohmann::json data = {
+        {"generation", s.generation}, {"reloads", s.reloads}, {"failed", s.failed}, {"busy", s.busy}};
+    return std::string("event: ") + name + "\ndata: " + data.dump() + "\n\n";
+}
+
+// The events that take `from` to `to`; all of them for a new stream.
+std::string eventsBetween(const Status* from, const Status& to)
+{
+    std::string out;
+    if (!from || from->reloads != to.reloads)
+        out += event("panel", to);
+    if (!from || from->failed != to.failed || (to.failed && from->reloads != to.reloads))
+        out += event("build", to);
+    if (!from || from->generation != to.generation)
+        out += event("frame", to);
+    if (!from || from->busy != to.busy)
+        out += event("busy", to);
+    return out;
+}
 
 void jsonReply(httplib::Response& res, int code, const nlohmann::json& body)
 {
@@ -34,6 +66,9 @@ PreviewServer::PreviewServer(Model& model, const std::string& address, int port)
     : model_(model), address_(address), http_(std::make_unique<httplib::Server>())
 {
     http_->set_payload_max_length(kMaxBody);
+    // An idle connection holds a server thread, and stopping waits for it:
+    // kept short so that Ctrl-C ends the server at once.
+    http_->set_keep_alive_timeout(kKeepAliveSeconds);
     routes();
     if (port == 0) {
         port_ = http_->bind_to_any_port(address_);
@@ -58,6 +93,8 @@ void PreviewServer::run() { http_->listen_after_bind(); }
 
 void PreviewServer::stop()
 {
+    stopping_ = true;
+    model_.wakeWaiters();
     if (http_)
         http_->stop();
 }
@@ -117,6 +154,32 @@ void PreviewServer::routes()
     http_->Get("/api/panel", [this](const httplib::Request&, httplib::Response& res) {
         jsonReply(res, status::kOk, model_.panel());
     });
+    // Server-sent events: "panel" (reloaded), "build" (failed or fixed),
+    // "frame" (a new render), "busy" (a slow render started or ended).
+    http_->Get("/api/events", [this](const httplib::Request&, httplib::Response& res) {
+        if (++streams_ > kMaxStreams) {
+            --streams_;
+            return errorReply(res, status::kUnavailable, "too many event streams");
+        }
+        res.set_header("Cache-Control", "no-store");
+        res.set_header("Connection", "close"); // the stream is the connection's last answer
+        auto sent = std::make_shared<std::unique_ptr<Status>>();
+        res.set_chunked_content_provider(
+            "text/event-stream",
+            [this, sent](std::size_t, httplib::DataSink& sink) {
+                const Status now = model_.waitStatus(*sent ? (*sent)->seq : ~uint64_t(0), kKeepAlive);
+                if (stopping_) {
+                    sink.done();
+                    return true;
+                }
+                std::string out = eventsBetween(sent->get(), now);
+                if (out.empty())
+                    out = ": idle\n\n";
+                *sent = std::make_unique<Status>(now);
+                return sink.write(out.data(), out.size());
+            },
+            [this](bool) { --streams_; });
+    });
     http_->Get("/api/diagnostics", [this](const httplib::Request&, httplib::Response& res) {
         jsonReply(res, status::kOk, model_.diagnostics());
     });
@@ -170,7 +233,7 @@ void PreviewServer::routes()
         jsonReply(res, status::kAccepted, {{"queued", true}});
     });
     // Every other method on the API is refused with a JSON answer.
-    for (const char* path : {"/api/panel", "/api/diagnostics", "/api/frame.png"})
+    for (const char* path : {"/api/panel", "/api/diagnostics", "/api/frame.png", "/api/events"})
         http_->Post(path, [](const httplib::Request&, httplib::Response& res) {
             errorReply(res, status::kMethodNotAllowed, "method not allowed");
         });

@@ -7,6 +7,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include <atomic>
+#include <chrono>
+#include <cstdint>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -21,6 +24,15 @@ namespace glfxpreview {
 // kind): answered 400 with the message.
 struct BadRequest : std::runtime_error {
     using std::runtime_error::runtime_error;
+};
+
+// What the page is told without asking: each change bumps `seq`.
+struct Status {
+    uint64_t seq = 0;        // changes so far
+    uint64_t generation = 0; // renders done
+    uint64_t reloads = 0;    // descriptions reloaded (the panel may have changed)
+    bool failed = false;     // the last build failed (the last good frame stays)
+    bool busy = false;       // a render has been running for longer than the page waits quietly
 };
 
 // What the server shows and changes. Every call may come from any of the
@@ -42,6 +54,10 @@ public:
     // The time to render at, in seconds (0 or more). Queued; a newer time
     // replaces one not yet rendered.
     virtual void seek(double seconds) = 0;
+    // The status once its `seq` differs from `seen`, or after `timeout`.
+    virtual Status waitStatus(uint64_t seen, std::chrono::milliseconds timeout) = 0;
+    // Ends every waitStatus now (the server is stopping).
+    virtual void wakeWaiters() = 0;
 };
 
 // HTTP status codes the server answers with.
@@ -80,6 +96,8 @@ private:
     std::string address_;
     int port_ = 0;
     std::unique_ptr<httplib::Server> http_; // owned; lives as long as this
+    std::atomic<bool> stopping_{false};     // set by stop(); event streams end on it
+    std::atomic<int> streams_{0};           // event streams open now
 };
 
 } // namespace glfxpreview

@@ -3,7 +3,7 @@
 there: the built-in effect on the 1280x720 test pattern, in headless
 Chromium. Prints the median over --changes changes, split into the render
 (the plug-in's render as the preview timed it) and the transport (request,
-the page's polling, the frame scaled to the page and PNG-encoded, transfer
+the pushed event, the frame scaled to the page and PNG-encoded, transfer
 and decoding).
 
   bench/preview/latency.py --glfx build/glfx [--changes 50]

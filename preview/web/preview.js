@@ -1,17 +1,14 @@
 // The preview page: builds the effect panel from /api/panel, sends each
-// change to /api/param, and follows the session's renders by their
-// generation number.
+// change to /api/param, and follows the session's renders through the
+// events the server pushes.
 'use strict';
 
 const FLAG_COLLAPSED = 1 << 5;   // group starts collapsed
 const UI_DISABLED = 1 << 5;      // control greyed out
 const DISPLAY_PERCENT = 1 << 0;  // slider shown in percent
-const BUSY_AFTER_MS = 200;
-const POLL_MS = 40;             // how often the page asks for a newer render
 
 let generation = 0;
 let panel = null;
-let sentAt = 0;
 const controls = new Map(); // host index -> {row, set(value)}
 
 function el(tag, attrs, ...children) {
@@ -24,7 +21,6 @@ function el(tag, attrs, ...children) {
 }
 
 function send(index, value) {
-  sentAt = performance.now();
   fetch('/api/param', {method: 'POST', headers: {'Content-Type': 'application/json'},
                        body: JSON.stringify({index: index, value: String(value)})})
     .then(r => r.ok ? null : r.json().then(j => showStatus(j.error, true)));
@@ -232,26 +228,59 @@ function frameUrl() {
   return '/api/frame.png?g=' + generation + (actual || !width ? '' : '&w=' + width);
 }
 
-function poll() {
+// The server pushes events (/api/events): "panel" after a reload, "build"
+// when a build fails or is fixed, "frame" after a render, "busy" while a
+// render runs long. Each but "busy" sends the page for the panel; a request
+// still under way takes the newest state when it ends.
+let asking = false, askAgain = false;
+function refresh() {
+  if (asking) { askAgain = true; return; }
+  asking = true;
   fetch('/api/panel').then(r => r.json()).then(p => {
     if (!panel || p.reloads !== panel.reloads) {
       const reloaded = !!panel;
       panel = p;
       build(p);
       if (reloaded) loadDiagnostics();
+      generation = -1; // the rebuilt controls take their values below
     }
     panel = p;
+    fitTime(p);
     if (p.generation !== generation) {
       generation = p.generation;
       frame.src = frameUrl();
       frame.dataset.generation = String(generation);
       update(p);
-      showBuildLog(p);
-      sentAt = 0;
     }
-    document.getElementById('busy').hidden = !(sentAt && performance.now() - sentAt > BUSY_AFTER_MS);
+    showBuildLog(p);
   }).catch(() => showStatus('the preview is not answering', true))
-    .finally(() => setTimeout(poll, POLL_MS));
+    .finally(() => {
+      asking = false;
+      if (askAgain) { askAgain = false; refresh(); }
+    });
+}
+
+// A video input: the slider spans the clip in steps of one of its frames,
+// and the clock shows the time of the frame on screen.
+function fitTime(p) {
+  if (!p.video) return;
+  const step = 1 / (p.fps || 30);
+  timeSlider.step = step;
+  if (p.video.duration > 0) timeSlider.max = Math.max(0, p.video.duration - step);
+  if (!playing && document.activeElement !== timeSlider)
+    document.getElementById('clock').textContent = Number(p.seconds).toFixed(3) + ' s';
+}
+
+function listen() {
+  const events = new EventSource('/api/events');
+  for (const kind of ['panel', 'build', 'frame']) events.addEventListener(kind, refresh);
+  events.addEventListener('busy', ev => {
+    document.getElementById('busy').hidden = !JSON.parse(ev.data).busy;
+  });
+  events.addEventListener('open', () => showStatus(panel && panel.error, !!(panel && panel.error)));
+  events.addEventListener('error', () => {
+    if (events.readyState !== EventSource.OPEN) showStatus('the preview is not answering', true);
+  });
 }
 
 function loadDiagnostics() {
@@ -263,11 +292,15 @@ function loadDiagnostics() {
   });
 }
 
+// A failed build: the headline names the pass, and each message points at
+// its line of the description file (the last good frame stays on screen).
 function showBuildLog(p) {
   const log = document.getElementById('buildlog');
   log.hidden = !p.build_log;
-  log.textContent = p.build_log ? 'Shader build failed' + (p.failed_pass || '') + ':\n' + p.build_log : '';
+  log.textContent = p.build_log ? p.build_failure + ':\n' + p.build_log : '';
+  log.dataset.pass = p.build_log ? String(p.failed_pass) : '';
+  log.dataset.lines = p.build_log ? (p.failed_lines || []).join(',') : '';
 }
 
 loadDiagnostics();
-poll();
+listen();

@@ -7,12 +7,15 @@
 #include <httplib.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <thread>
@@ -305,6 +308,14 @@ TEST_F(PreviewApi, LiveReloadKeepsTheLastGoodFrame)
     Json p = reloaded(*client, 1);
     EXPECT_FALSE(p["build_log"].get<std::string>().empty()) << p;
     EXPECT_NE(p["build_log"].get<std::string>().find("error"), std::string::npos) << p["build_log"];
+    // The message points at the broken line of the file, counted in its text.
+    const std::size_t at = broken.find("+;");
+    const long line = 1 + std::count(broken.begin(), broken.begin() + static_cast<std::ptrdiff_t>(at), '\n');
+    EXPECT_NE(p["build_log"].get<std::string>().find("api.glfx:" + std::to_string(line) + ":"),
+              std::string::npos)
+        << p["build_log"];
+    EXPECT_EQ(p["failed_pass"], 0);
+    EXPECT_EQ(p["build_failure"], "shader build failed in pass 0");
     EXPECT_NEAR(redOfFrame(*client, dir), 0.5f, 0.01f);
 
     // Saved as editors do (a new file renamed over it): the new shader runs.
@@ -321,6 +332,49 @@ TEST_F(PreviewApi, LiveReloadKeepsTheLastGoodFrame)
     auto diag = client->Get("/api/diagnostics");
     ASSERT_TRUE(diag);
     EXPECT_EQ(Json::parse(diag->body)["errors"], 1) << diag->body;
+    EXPECT_EQ(proc->stop(), 0);
+}
+
+TEST_F(PreviewApi, ReloadWithOtherParametersRebuildsThePanelAndKeepsValues)
+{
+    // Values the user set before the edit.
+    changed(*client, 1, "1.5");
+    changed(*client, 4, "dark"); // the preset writes gain 0.2
+    changed(*client, 1, "0.75");
+    changed(*client, 3, "0.5");
+    Json p = changed(*client, 2, "false"); // the switch disables tint
+    ASSERT_EQ(param(p, "tint")["current"], 0.5);
+    ASSERT_NE(param(p, "tint")["current_ui_flags"].get<int>() & kUiDisabled, 0);
+
+    // A parameter added in front, one removed: the panel follows the file.
+    std::string text = kEffect;
+    text.replace(text.find("[par3]\nname=Tint"), 0,
+                 "[par6]\nname=Extra\nparam=extra\ntype=float\nmin=0\nmax=4\n"
+                 "default=3\n");
+    const std::size_t dirt = text.find("[par5]\nname=Dirt");
+    text.erase(dirt, text.find("[preset_look_1]") - dirt);
+    std::ofstream(dir.path("api.glfx"), std::ios::trunc) << text;
+    p = reloaded(*client, 1);
+    std::vector<std::string> uniforms;
+    for (const Json& q : p["params"])
+        uniforms.push_back(q.value("uniform", ""));
+    EXPECT_NE(std::find(uniforms.begin(), uniforms.end(), "extra"), uniforms.end()) << p;
+    EXPECT_EQ(std::find(uniforms.begin(), uniforms.end(), "dirt"), uniforms.end()) << p;
+    // Kept: the values of parameters that stayed (the preset is not applied
+    // again over them); the new one starts at its default.
+    EXPECT_EQ(param(p, "gain")["current"], 0.75);
+    EXPECT_EQ(param(p, "tint")["current"], 0.5);
+    EXPECT_EQ(param(p, "look")["current"], 2);
+    EXPECT_EQ(param(p, "extra")["current"], 3.0);
+    // The switch that stayed off still disables its group in the new panel.
+    EXPECT_EQ(param(p, "on")["current"], false);
+    EXPECT_NE(param(p, "tint")["current_ui_flags"].get<int>() & kUiDisabled, 0) << param(p, "tint");
+    EXPECT_EQ(p["build_log"], "");
+    // The new panel's indices are the ones changes go to.
+    const int extra = param(p, "extra")["host_index"].get<int>();
+    p = changed(*client, extra, "1.25");
+    EXPECT_EQ(param(p, "extra")["current"], 1.25);
+    EXPECT_NEAR(redOfFrame(*client, dir), 0.5f * 0.75f * 0.5f, 0.01f);
     EXPECT_EQ(proc->stop(), 0);
 }
 
@@ -352,6 +406,8 @@ TEST_F(PreviewApi, BadAndHostileRequestsGetJsonErrors)
         {"file by encoded path", "GET", "/%2e%2e/%2e%2e/etc/passwd", "", own, 404},
         {"source file", "GET", "/CMakeLists.txt", "", own, 404},
         {"wrong method", "POST", "/api/panel", "{}", own, 405},
+        {"events by POST", "POST", "/api/events", "{}", own, 405},
+        {"events under a rebinding name", "GET", "/api/events", "", "evil.test", 403},
         {"frame width negative", "GET", "/api/frame.png?w=-1", "", own, 400},
         {"frame width a word", "GET", "/api/frame.png?w=wide", "", own, 400},
         {"frame width huge", "GET", "/api/frame.png?w=99999999999", "", own, 400},
@@ -388,6 +444,214 @@ TEST_F(PreviewApi, BadAndHostileRequestsGetJsonErrors)
     EXPECT_EQ(reply[9], '4') << reply;
     EXPECT_TRUE(panelOf(*client).contains("params"));
     EXPECT_EQ(proc->stop(), 0);
+}
+
+// A raw connection asking for the event stream; -1 when it cannot connect.
+int openEvents(int port)
+{
+    const int s = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in addr{};
+    addr.sin_family = AF_INET;
+    addr.sin_port = htons(static_cast<uint16_t>(port));
+    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (connect(s, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0) {
+        close(s);
+        return -1;
+    }
+    const std::string request = "GET /api/events HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(port) +
+                                "\r\nAccept: text/event-stream\r\n\r\n";
+    if (write(s, request.data(), request.size()) != static_cast<ssize_t>(request.size())) {
+        close(s);
+        return -1;
+    }
+    return s;
+}
+
+// Reads from `fd` into `got` until `done(got)` holds or 10 s pass.
+template <typename Done>
+bool readUntil(int fd, std::string& got, Done done)
+{
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!done(got)) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+            deadline - std::chrono::steady_clock::now());
+        pollfd p = {fd, POLLIN, 0};
+        if (left.count() <= 0 || poll(&p, 1, static_cast<int>(left.count())) <= 0)
+            return false;
+        char buf[4096];
+        const ssize_t n = read(fd, buf, sizeof buf);
+        if (n <= 0)
+            return false;
+        got.append(buf, static_cast<std::size_t>(n));
+    }
+    return true;
+}
+
+// The generation in the last "frame" event of a stream's text; -1 if none.
+long long lastFrameEvent(const std::string& text)
+{
+    const std::size_t at = text.rfind("event: frame\ndata: ");
+    if (at == std::string::npos)
+        return -1;
+    const std::size_t start = at + 19, end = text.find('\n', start);
+    const Json data = Json::parse(text.substr(start, end - start), nullptr, false);
+    return data.is_object() ? data.value("generation", -1LL) : -1;
+}
+
+TEST_F(PreviewApi, EventsArePushedAndOpenStreamsDoNotHoldUpStopping)
+{
+    const int stream = openEvents(proc->port());
+    ASSERT_GE(stream, 0);
+    std::string got;
+    // A new stream hears the state at once: the panel, the build, the frame.
+    ASSERT_TRUE(readUntil(stream, got, [](const std::string& t) { return lastFrameEvent(t) >= 1; })) << got;
+    EXPECT_EQ(got.rfind("HTTP/1.1 200", 0), 0u) << got;
+    EXPECT_NE(got.find("Content-Type: text/event-stream"), std::string::npos) << got;
+    EXPECT_NE(got.find("event: panel\n"), std::string::npos) << got;
+    EXPECT_NE(got.find("\"failed\":false"), std::string::npos) << got;
+    const long long first = lastFrameEvent(got);
+
+    // A change: the render that follows it is pushed without asking.
+    auto r = client->Post("/api/param", Json{{"index", 1}, {"value", "0.5"}}.dump(), "application/json");
+    ASSERT_TRUE(r && r->status == 202);
+    ASSERT_TRUE(readUntil(stream, got, [first](const std::string& t) { return lastFrameEvent(t) > first; }))
+        << got;
+
+    // Streams hold a server thread each: past a few, the answer is a JSON 503.
+    std::vector<int> more;
+    for (int i = 0; i < 3; ++i) {
+        more.push_back(openEvents(proc->port()));
+        std::string head;
+        ASSERT_TRUE(
+            readUntil(more.back(), head, [](const std::string& t) { return t.find("event: ") != t.npos; }));
+    }
+    client->set_read_timeout(5, 0);
+    auto refused = client->Get("/api/events");
+    ASSERT_TRUE(refused);
+    EXPECT_EQ(refused->status, 503);
+    EXPECT_TRUE(Json::parse(refused->body, nullptr, false).contains("error")) << refused->body;
+    // The page's other requests still get through.
+    EXPECT_TRUE(panelOf(*client).contains("params"));
+
+    // Ctrl-C with every stream open: a clean exit, not a hang.
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(proc->stop(), 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(4));
+    close(stream);
+    for (int fd : more)
+        close(fd);
+}
+
+// A render slow enough to show: the page is told "busy" while it runs and
+// told again when it ends, without asking.
+TEST(PreviewBusy, ASlowRenderIsPushedAsBusyAndDone)
+{
+    NEED_PLUGIN();
+    Scratch dir;
+    // Many dependent steps a pixel: hundreds of milliseconds on a CPU driver.
+    const std::string effect = dir.write(
+        "slow.glfx", "[settings]\nname=Slow\n[par1]\nname=Seed\nparam=seed\ntype=float\nmin=0\nmax=1\n"
+                     "[ps0]\nuniform float seed;\nvoid main() { float a = seed + gl_TexCoord[0].s;\n"
+                     "  for (int i = 0; i < 600; ++i) a = fract(sin(a * 12.9898 + float(i)) * 43758.5453);\n"
+                     "  gl_FragColor = vec4(a, a, a, 1.0); }\n");
+    PreviewProcess proc("--effect " + q(effect) + " --size 1280x720");
+    ASSERT_GT(proc.port(), 0);
+    const int stream = openEvents(proc.port());
+    ASSERT_GE(stream, 0);
+    std::string got;
+    ASSERT_TRUE(readUntil(stream, got, [](const std::string& t) { return lastFrameEvent(t) >= 1; })) << got;
+    const std::size_t before = got.size();
+    httplib::Client client("127.0.0.1", proc.port());
+    auto r = client.Post("/api/param", Json{{"index", 1}, {"value", "0.5"}}.dump(), "application/json");
+    ASSERT_TRUE(r && r->status == 202);
+    const auto busyThenDone = [before](const std::string& t) {
+        const std::size_t on = t.find("\"busy\":true", before);
+        return on != std::string::npos && t.find("\"busy\":false", on) != std::string::npos;
+    };
+    EXPECT_TRUE(readUntil(stream, got, busyThenDone)) << got.substr(before);
+    const double ms = panelOf(client)["render_ms"].get<double>();
+    EXPECT_GT(ms, 200.0) << "the render was too quick to test the busy marker";
+    close(stream);
+    EXPECT_EQ(proc.stop(), 0);
+}
+
+// A video input: the time slider walks the clip's own frames (the frame shown
+// at a time is the last one that started by then, back and forth), the
+// effect renders at that frame's time, and the clip's rate is the panel's.
+TEST(PreviewVideo, TimesPickTheClipsOwnFrames)
+{
+    NEED_PLUGIN();
+    Scratch dir;
+    // Ten frames at 10 a second; frame n is a flat grey of luma 16 + 20n.
+    const std::string clip = dir.path("clip.mkv");
+    ASSERT_EQ(std::system(("ffmpeg -v error -y -f lavfi -i nullsrc=s=32x24:r=10:d=1 -vf "
+                           "\"format=yuv420p,geq=lum='16+20*N':cb=128:cr=128\" -c:v ffv1 " +
+                           q(clip))
+                              .c_str()),
+              0);
+    const std::string effect =
+        dir.write("pass.glfx", "[settings]\nname=Pass\n[ps0]\nuniform sampler2D in0;\n"
+                               "void main() { gl_FragColor = texture2D(in0, gl_TexCoord[0].st); }\n");
+    PreviewProcess proc("--effect " + q(effect) + " --fps 25 " + q(clip));
+    ASSERT_GT(proc.port(), 0);
+    httplib::Client client("127.0.0.1", proc.port());
+    Json p = panelOf(client);
+    EXPECT_EQ(p["fps"], 10.0); // the clip's rate, not --fps
+    EXPECT_NEAR(p["video"]["duration"].get<double>(), 1.0, 1e-9);
+
+    const struct {
+        double asked;
+        int frame;
+    } steps[] = {{0.0, 0}, {0.55, 5}, {0.2, 2} /* back */, {0.29, 2}, {0.3, 3}, {0.95, 9},
+                 {7.0, 9}, {0.1, 1}};
+    for (const auto& step : steps) {
+        SCOPED_TRACE(step.asked);
+        const long long before = panelOf(client)["generation"].get<long long>();
+        auto r = client.Post("/api/time", Json{{"seconds", step.asked}}.dump(), "application/json");
+        ASSERT_TRUE(r && r->status == 202);
+        for (int i = 0; i < 200 && panelOf(client)["generation"].get<long long>() <= before; ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(25));
+        p = panelOf(client);
+        EXPECT_NEAR(p["seconds"].get<double>(), step.frame / 10.0, 1e-6);
+        // Limited-range grey: 20 luma steps a frame are 20/219 of full scale.
+        EXPECT_NEAR(redOfFrame(client, dir), 20.0 * step.frame / 219.0, 0.02);
+    }
+    EXPECT_EQ(proc.stop(), 0);
+}
+
+// A description broken from the start: the page gets the build log in file
+// lines at once, and no frame until the file is fixed.
+TEST(PreviewBroken, BrokenFromTheStartThenFixed)
+{
+    NEED_PLUGIN();
+    Scratch dir;
+    const std::string good = "[settings]\nname=Late\n"                     // 1, 2
+                             "[ps0]\n"                                     // 3
+                             "void main()\n"                               // 4
+                             "{\n"                                         // 5
+                             "    gl_FragColor = vec4(vec3(0.25), 1.0);\n" // 6
+                             "}\n";
+    std::string broken = good;
+    broken.replace(broken.find("1.0)"), 4, "1.0) * missing");
+    const std::string path = dir.write("late.glfx", broken);
+    PreviewProcess proc("--effect " + q(path) + " --size 16x8");
+    ASSERT_GT(proc.port(), 0);
+    httplib::Client client("127.0.0.1", proc.port());
+    Json p = panelOf(client);
+    EXPECT_EQ(p["build_failure"], "shader build failed in pass 0");
+    EXPECT_NE(p["build_log"].get<std::string>().find("late.glfx:6:"), std::string::npos) << p["build_log"];
+    ASSERT_FALSE(p["failed_lines"].empty()) << p;
+    for (const Json& line : p["failed_lines"])
+        EXPECT_EQ(line, 6) << p["failed_lines"];
+    auto frame = client.Get("/api/frame.png");
+    ASSERT_TRUE(frame);
+    EXPECT_EQ(frame->status, 503);
+
+    std::ofstream(path, std::ios::trunc) << good;
+    p = reloaded(client, 1);
+    EXPECT_EQ(p["build_log"], "");
+    EXPECT_NEAR(redOfFrame(client, dir), 0.25f, 0.01f);
+    EXPECT_EQ(proc.stop(), 0);
 }
 
 } // namespace

@@ -48,4 +48,20 @@ TEST(Defines, ParameterDefinitionsAndTheirText)
         EXPECT_EQ(valueToInt(value), integer) << value;
 }
 
+TEST(Defines, PreambleKeysOfAFreshInstance)
+{
+    // The fixed entry, then one key a parameter that defines something;
+    // the fast mode adds its own.
+    for (const bool fast : {false, true}) {
+        cglfx fx;
+        std::string text = std::string(kDescription) + (fast ? "fast=1\n" : "");
+        fx.parse(text);
+        std::set<std::string> expected = {"#define GLFX_PREVIEW", "#define _count", "#define _grain",
+                                          "#define _mode"};
+        if (fast)
+            expected.insert("#define GLFX_FAST");
+        EXPECT_EQ(preambleKeys(fx), expected) << fast;
+    }
+}
+
 } // namespace

@@ -88,6 +88,38 @@ TEST(Depths, SixteenBitFilesScaleToTheWorldAndBack)
         EXPECT_LE(std::abs(int(back[i]) - int(px[i])), 1) << i;
 }
 
+// The fast PNG the preview sends is still lossless (8 and 16 bits), and
+// really is encoded differently: larger than the default on a noisy frame.
+TEST(FastPng, LosslessAndLargerThanTheDefault)
+{
+    Scratch s;
+    for (const int depth : {kDepth8, kDepth16}) {
+        SCOPED_TRACE(depth);
+        const int w = 64, h = 48;
+        FrameBuffer f(w, h, depth);
+        // A smooth ramp with a little hash noise: compressible, but not by
+        // a fast level as well as by the default one.
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x)
+                for (int c = 0; c < 4; ++c) {
+                    const unsigned v =
+                        unsigned(x * 3 + y * 2 + c * 40) + ((unsigned(x * 7919 + y * 104729 + c) >> 3) & 3);
+                    if (depth == kDepth8)
+                        f.view().row(y)[x * 4 + c] = uint8_t(v & 0xff);
+                    else
+                        reinterpret_cast<uint16_t*>(f.view().row(y))[x * 4 + c] = uint16_t((v * 97) % 32769);
+                }
+        const auto fast = encodeImage(s.path("fast.png"), f.view(), PngSpeed::kFast);
+        const auto normal = encodeImage(s.path("normal.png"), f.view());
+        save(s.path("fast.png"), fast);
+        save(s.path("normal.png"), normal);
+        EXPECT_GT(fast.size(), normal.size());
+        // Both read back the same samples (the default is checked lossless above).
+        EXPECT_EQ(readFile<uint16_t>(s.path("fast.png"), OIIO::TypeDesc::UINT16),
+                  readFile<uint16_t>(s.path("normal.png"), OIIO::TypeDesc::UINT16));
+    }
+}
+
 TEST(Depths, FloatExrComesBackBitForBit)
 {
     Scratch s;

@@ -185,6 +185,10 @@ class PreviewPage(unittest.TestCase):
             f.write(EFFECT.replace("1.0);\n}", "1.0) +;\n}"))
         WebDriverWait(d, 15).until(lambda _: log.is_displayed())
         self.assertIn("error", log.text)
+        # The message names the pass and the broken line of the file.
+        line = EFFECT[:EFFECT.index("1.0);\n}")].count("\n") + 1
+        self.assertIn("in pass 0", log.text)
+        self.assertIn("browser.glfx:%d:" % line, log.text)
         self.assertEqual(d.execute_script(READ_PIXEL, 0, 0), before)
         self.shot("06-broken")
         g = self.generation()
@@ -196,6 +200,30 @@ class PreviewPage(unittest.TestCase):
             lambda _: (lambda q: q if q and abs(q[0] - 64) <= 2 else None)(d.execute_script(READ_PIXEL, 0, 0)))
         self.assertAlmostEqual(px[0], 64, delta=2)
         self.shot("07-fixed")
+
+        # A parameter added by editing: its control appears, the controls
+        # that stayed keep their values, and it drives the frame.
+        gain = float(self.control("gain").get_attribute("value"))
+        added = EFFECT.replace("[preset_look_1]", "[par6]\nname=Boost\nparam=boost\ntype=float\nmin=0\n"
+                               "max=1\ndefault=0.5\n[preset_look_1]")
+        added = added.replace("uniform float gain;", "uniform float gain;\nuniform float boost;")
+        added = added.replace("gain * tint,", "boost,")
+        with open(self.effect, "w") as f:
+            f.write(added)
+        boost = WebDriverWait(d, 15).until(
+            lambda _: d.find_elements(By.CSS_SELECTOR, 'input[type=range][data-uniform="boost"]'))[0]
+        self.assertAlmostEqual(float(boost.get_attribute("value")), 0.5, places=3)
+        self.assertAlmostEqual(float(self.control("gain").get_attribute("value")), gain, places=3)
+        self.assertFalse(self.control("on").is_selected())
+        self.assertFalse(self.control("tint").is_enabled())  # still switched off by "on"
+        px = WebDriverWait(d, 15).until(
+            lambda _: (lambda q: q if q and abs(q[0] - 128) <= 2 else None)(d.execute_script(READ_PIXEL, 0, 0)))
+        self.assertAlmostEqual(px[0], 128, delta=2)
+        g = self.generation()
+        d.execute_script("arguments[0].value = 0.25; arguments[0].dispatchEvent(new Event('input'));", boost)
+        px = self.pixel_after(g)
+        self.assertAlmostEqual(px[0], 64, delta=2)
+        self.shot("08-added")
 
 
 class BuiltInEffect(unittest.TestCase):
@@ -223,6 +251,55 @@ class BuiltInEffect(unittest.TestCase):
             proc.send_signal(signal.SIGINT)
             self.assertEqual(proc.wait(timeout=20), 0)
             proc.stdout.close()
+
+
+class VideoInput(unittest.TestCase):
+    """A video as the input: the time slider spans the clip in steps of its
+    frames, and moving it shows the frame of that time."""
+
+    def test_slider_walks_the_frames(self):
+        with tempfile.TemporaryDirectory() as tmp:
+            clip = os.path.join(tmp, "clip.mkv")
+            # Ten frames at 10 a second; frame n is a flat grey of luma 16 + 20n.
+            subprocess.run(["ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", "nullsrc=s=64x48:r=10:d=1",
+                            "-vf", "format=yuv420p,geq=lum='16+20*N':cb=128:cr=128", "-c:v", "ffv1", clip],
+                           check=True)
+            effect = os.path.join(tmp, "pass.glfx")
+            with open(effect, "w") as f:
+                f.write("[settings]\nname=Pass\n[ps0]\nuniform sampler2D in0;\n"
+                        "void main() { gl_FragColor = texture2D(in0, gl_TexCoord[0].st); }\n")
+            proc = subprocess.Popen([ARGS.glfx, "preview", "--effect", effect, clip], stdout=subprocess.PIPE,
+                                    text=True)
+            url = proc.stdout.readline().strip()
+            opts = webdriver.ChromeOptions()
+            for a in ("--headless=new", "--no-sandbox", "--disable-gpu", "--window-size=1000,700"):
+                opts.add_argument(a)
+            d = webdriver.Chrome(service=Service(ARGS.chromedriver), options=opts)
+            try:
+                d.get(url)
+                WebDriverWait(d, 30).until(lambda _: d.execute_script(READ_PIXEL, 0, 0))
+                slider = d.find_element(By.ID, "time")
+                WebDriverWait(d, 10).until(lambda _: abs(float(slider.get_attribute("step")) - 0.1) < 1e-9)
+                self.assertAlmostEqual(float(slider.get_attribute("max")), 0.9, places=6)
+                d.execute_script("arguments[0].value = 0.55; arguments[0].dispatchEvent(new Event('input'));",
+                                 slider)
+                # The slider snaps to a frame (5 or 6), and that frame is shown.
+                frame = round(float(slider.get_attribute("value")) * 10)
+                self.assertIn(frame, (5, 6))
+                want = round(20 * frame / 219 * 255)
+                px = WebDriverWait(d, 15).until(
+                    lambda _: (lambda q: q if q and abs(q[0] - want) <= 3 else None)(
+                        d.execute_script(READ_PIXEL, 0, 0)))
+                self.assertAlmostEqual(px[0], want, delta=3)
+                d.find_element(By.ID, "play").click()
+                WebDriverWait(d, 15).until(lambda _: float(slider.get_attribute("value")) > 0.65)
+                d.find_element(By.ID, "play").click()
+                d.save_screenshot(os.path.join(ARGS.out, "09-video.png"))
+            finally:
+                d.quit()
+                proc.send_signal(signal.SIGINT)
+                self.assertEqual(proc.wait(timeout=20), 0)
+                proc.stdout.close()
 
 
 def main():
