@@ -74,11 +74,14 @@ TEST(VideoRender, PassThroughIntoFfv1DiffersByAtMostOneCode)
     NEED_PLUGIN();
     Scratch s;
     const std::string in = s.path("in.mp4"), out = s.path("out.mkv");
-    // Smooth gradients: Y'CbCr that stays inside the RGB cube, which an 8-bit
-    // world can hold; tagged BT.709, 8-bit 4:2:0.
-    ASSERT_TRUE(ffmpeg("-f lavfi -i gradients=s=1280x720:r=25:d=1:speed=0.05 -vf "
+    // Smooth gradients (a fixed seed, so that every run sees the same
+    // colours): Y'CbCr that stays inside the RGB cube, which an 8-bit world
+    // can hold; tagged BT.709, 8-bit 4:2:0. Coded losslessly: a lossy coder's
+    // noise pushes colours near the cube's faces outside it, where an 8-bit
+    // world clips them (a float world keeps them; --depth 32).
+    ASSERT_TRUE(ffmpeg("-f lavfi -i gradients=s=1280x720:r=25:d=1:speed=0.05:seed=25 -vf "
                        "scale=out_color_matrix=bt709:out_range=tv,format=yuv420p -colorspace bt709 "
-                       "-color_primaries bt709 -color_trc bt709 -color_range tv -c:v libx264 -crf 12 " +
+                       "-color_primaries bt709 -color_trc bt709 -color_range tv -c:v libx264 -qp 0 " +
                        in));
     const Outcome r = render(s, "'" + in + "' -o '" + out + "'");
     ASSERT_EQ(r.status, 0) << r.err;
