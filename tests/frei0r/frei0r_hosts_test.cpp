@@ -3,11 +3,9 @@
 // must give the same 8-bit frame as `glfx render` with the same values, see
 // the frame's time in seconds, and fail to load cleanly when it carries no
 // effect.
-#include "cli_run.h"
+#include "host_run.h"
 
 #include <gtest/gtest.h>
-
-#include <sys/wait.h>
 
 #include <cmath>
 #include <cstdio>
@@ -16,6 +14,7 @@
 #include <sstream>
 
 using namespace clitest;
+using namespace frei0rtest;
 
 namespace {
 
@@ -53,31 +52,6 @@ const char* kInvert = "[settings]\nname=Flip\ninterp=0\n"
                       "[ps0]\nuniform sampler2D in0;\nuniform float amount;\n"
                       "void main() {\n vec4 c = texture2D(in0, gl_TexCoord[0].st);\n"
                       " gl_FragColor = vec4(mix(c.rgb, vec3(1.0) - c.rgb, amount), c.a);\n}\n";
-
-struct Shell {
-    int status = -1; // exit status; -1 when killed by a signal
-    std::string output;
-};
-
-// Runs a shell command with FREI0R_PATH at `dir`, stderr with stdout.
-Shell sh(const std::string& dir, const std::string& cmd)
-{
-    Shell r;
-    const std::string full = "FREI0R_PATH=" + q(dir) + " " + cmd + " 2>&1";
-    if (FILE* pipe = popen(full.c_str(), "r")) {
-        char buf[4096];
-        for (size_t n; (n = fread(buf, 1, sizeof buf, pipe)) > 0;)
-            r.output.append(buf, n);
-        const int st = pclose(pipe);
-        r.status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-    }
-    return r;
-}
-
-bool have(const std::string& tool)
-{
-    return std::system(("command -v " + tool + " >/dev/null 2>&1").c_str()) == 0;
-}
 
 class Frei0rHosts : public ::testing::Test {
 protected:
@@ -123,21 +97,6 @@ protected:
 
     Scratch s;
 };
-
-void expectSame(const Pixels& got, const Pixels& want)
-{
-    ASSERT_EQ(got.width, want.width);
-    ASSERT_EQ(got.height, want.height);
-    ASSERT_GE(got.channels, 3);
-    int bad = 0;
-    for (int y = 0; y < want.height; ++y)
-        for (int x = 0; x < want.width; ++x)
-            for (int c = 0; c < 3; ++c)
-                if (got.at(x, y, c) != want.at(x, y, c) && ++bad <= 5)
-                    ADD_FAILURE() << "pixel " << x << "," << y << " channel " << c << ": "
-                                  << got.at(x, y, c) * 255 << " against " << want.at(x, y, c) * 255;
-    EXPECT_EQ(bad, 0);
-}
 
 // ffmpeg sets parameters by position: level, count, tint, mode, on, turn,
 // spot_x, spot_y, look. Sliders take [0,1] of their range, the angle [0,1] of
@@ -214,19 +173,10 @@ struct NamedHost {
     std::string (*command)(const std::string& dir);
 };
 
-std::string meltProfile(const std::string& dir)
-{
-    std::ofstream(dir + "/profile")
-        << "description=test\nframe_rate_num=5\nframe_rate_den=1\nwidth=64\nheight=48\nprogressive=1\n"
-           "sample_aspect_num=1\nsample_aspect_den=1\ndisplay_aspect_num=4\n"
-           "display_aspect_den=3\ncolorspace=709\n";
-    return q(dir + "/profile");
-}
-
 const NamedHost kNamedHosts[] = {
     {"melt",
      [](const std::string& dir) {
-         return "melt -profile " + meltProfile(dir) + " " + q(dir + "/in.png") +
+         return "melt -profile " + meltProfile(dir, kWidth, kHeight) + " " + q(dir + "/in.png") +
                 " out=0 -filter frei0r.values level=0.75 count=0.3 mode=full on=1 turn=0.25 look=warm "
                 "-consumer avformat:" +
                 q(dir + "/host.png") + " vcodec=png pix_fmt=rgba frames=1";
@@ -271,7 +221,7 @@ TEST_F(Frei0rHosts, NamedHostsTimeReadsSeconds)
         int first; // the number of the first file
     } hosts[] = {
         {"melt",
-         "melt -profile " + meltProfile(dir) + " " + q(dir + "/in.png") +
+         "melt -profile " + meltProfile(dir, kWidth, kHeight) + " " + q(dir + "/in.png") +
              " out=4 -filter frei0r.values -consumer avformat:" + q(dir + "/t%d.png") + " vcodec=png",
          1},
         {"gst-launch-1.0",
@@ -368,6 +318,30 @@ TEST_F(Frei0rHosts, BareTemplateFailsToLoad)
                                        " -vf frei0r=filter_name=bare -f null -");
     EXPECT_GT(r.status, 0) << r.output;
     EXPECT_NE(r.output.find("carries no effect"), std::string::npos) << r.output;
+}
+
+// A description that parses but whose shaders do not build: the module
+// cannot be loaded (known at f0r_init, so the host says it cannot use the
+// effect rather than passing frames through as if it worked). ffmpeg fails
+// cleanly, and the module says why in one line, once, with the GLSL log
+// indented under it.
+TEST(Frei0rSetup, ShaderThatDoesNotBuildFailsToLoadOnce)
+{
+    Scratch s;
+    const std::string file = s.write("broken.glfx", "[settings]\nname=Broken\n"
+                                                    "[par1]\nparam=amount\ntype=float\nmin=0\nmax=1\n"
+                                                    "[ps0]\nuniform sampler2D in0;\n"
+                                                    "void main() { gl_FragColor = nosuch(in0); }\n");
+    const Result w = glfx("frei0r --effect " + q(file) + " -o " + q(s.path("broken.so")));
+    ASSERT_EQ(w.status, 0) << w.err;
+    const Shell r =
+        sh(s.path(""), "ffmpeg -hide_banner -loglevel error -f lavfi -i testsrc2=size=32x32:rate=5 "
+                       "-frames:v 3 -vf frei0r=broken -f null -");
+    EXPECT_GT(r.status, 0) << r.output;
+    EXPECT_EQ(occurrences(r.output, "glfx frei0r broken.so: the effect's shaders do not build\n"), 1)
+        << r.output;
+    EXPECT_EQ(occurrences(r.output, "\n    "), 1) << "the log, indented: " << r.output;
+    EXPECT_NE(r.output.find("nosuch"), std::string::npos) << r.output;
 }
 
 } // namespace
