@@ -39,6 +39,22 @@ std::shared_ptr<Module> gModule;
 int gInitCount = 0;   // f0r_init calls not yet matched by f0r_deinit
 bool gFailed = false; // the module could not be created: it is not tried again
 
+// What the host library writes to std::cerr (the alerts it shows, as the
+// compositing host would) is held while this lives; text() is what was
+// held, for the caller to say as it sees fit.
+class HeldErrors {
+public:
+    HeldErrors() : terminal_(std::cerr.rdbuf(held_.rdbuf())) {}
+    ~HeldErrors() { std::cerr.rdbuf(terminal_); }
+    HeldErrors(const HeldErrors&) = delete;
+    HeldErrors& operator=(const HeldErrors&) = delete;
+    std::string text() const { return held_.str(); }
+
+private:
+    std::ostringstream held_;
+    std::streambuf* terminal_; // std::cerr's own buffer, put back by the destructor
+};
+
 // The alerts the session recorded since its running total was `before`,
 // one a line (the list keeps only its latest entries, which are the new ones).
 std::string newAlerts(const glfxhost::Session& session, uint64_t before)
@@ -86,10 +102,10 @@ std::string shaderBuildLog(glfxhost::Session& session)
     if (err != PF_Err_NONE)
         return "rendering a first frame failed with error " + std::to_string(err) + "\n" +
                newAlerts(session, before);
-    std::ostringstream held;
-    std::streambuf* const terminal = std::cerr.rdbuf(held.rdbuf());
-    err = session.doDialog();
-    std::cerr.rdbuf(terminal);
+    {
+        HeldErrors held;
+        err = session.doDialog();
+    }
     if (err != PF_Err_NONE)
         return "rebuilding the shaders failed with error " + std::to_string(err) + "\n";
     return newAlerts(session, before);
@@ -137,11 +153,19 @@ Module::Module(const std::string& path)
     }
 
     glfxhost::Session probe(*plugin_, glfxhost::HostMode::AfterEffects);
-    const uint64_t alertsBefore = probe.records().alerts.total();
-    const PF_Err err = probe.start();
+    // What the effect says while it sets up goes under the failure line when
+    // it fails, and to stderr as the host would show it when it does not.
+    PF_Err err = PF_Err_NONE;
+    std::string said;
+    {
+        HeldErrors held;
+        err = probe.start();
+        said = held.text();
+    }
     if (err != PF_Err_NONE)
         throw std::runtime_error("the effect did not set up (error " + std::to_string(err) + ")" +
-                                 indented(newAlerts(probe, alertsBefore)));
+                                 indented(said));
+    std::cerr << said;
     const std::string buildLog = shaderBuildLog(probe);
     if (!buildLog.empty())
         throw std::runtime_error("the effect's shaders do not build" + indented(buildLog));

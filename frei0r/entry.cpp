@@ -38,6 +38,18 @@ double secondsFrom(double time, void* caller)
     return time;
 }
 
+// The module, or null when it cannot be created; never throws. Texts handed
+// to the host point into it: it lives until the last f0r_deinit (or the
+// unload) and as long as any instance.
+std::shared_ptr<glfxfrei0r::Module> module() noexcept
+{
+    try {
+        return acquireModule();
+    } catch (...) {
+        return nullptr;
+    }
+}
+
 void update(f0r_instance_t instance, double time, const uint32_t* const in[3], uint32_t* out, void* caller)
 {
     if (!instance || !out)
@@ -71,7 +83,7 @@ __attribute__((visibility("default"))) void f0r_get_plugin_info(f0r_plugin_info_
 {
     if (!info)
         return;
-    const std::shared_ptr<glfxfrei0r::Module> m = acquireModule();
+    const std::shared_ptr<glfxfrei0r::Module> m = module();
     std::memset(info, 0, sizeof *info);
     info->name = m ? m->name().c_str() : "glfx";
     info->author = "glfx";
@@ -89,7 +101,7 @@ __attribute__((visibility("default"))) void f0r_get_param_info(f0r_param_info_t*
 {
     if (!info)
         return;
-    const std::shared_ptr<glfxfrei0r::Module> m = acquireModule();
+    const std::shared_ptr<glfxfrei0r::Module> m = module();
     if (!m || index < 0 || index >= static_cast<int>(m->params().size()))
         return;
     const glfxfrei0r::F0rParam& p = m->params()[static_cast<size_t>(index)];
@@ -103,7 +115,7 @@ __attribute__((visibility("default"))) f0r_instance_t f0r_construct(unsigned int
     if (width == 0 || height == 0)
         return nullptr;
     try {
-        std::shared_ptr<glfxfrei0r::Module> m = acquireModule();
+        std::shared_ptr<glfxfrei0r::Module> m = module();
         return m ? new Instance(std::move(m), width, height) : nullptr;
     } catch (...) {
         return nullptr;

@@ -320,28 +320,50 @@ TEST_F(Frei0rHosts, BareTemplateFailsToLoad)
     EXPECT_NE(r.output.find("carries no effect"), std::string::npos) << r.output;
 }
 
-// A description that parses but whose shaders do not build: the module
-// cannot be loaded (known at f0r_init, so the host says it cannot use the
-// effect rather than passing frames through as if it worked). ffmpeg fails
-// cleanly, and the module says why in one line, once, with the GLSL log
-// indented under it.
-TEST(Frei0rSetup, ShaderThatDoesNotBuildFailsToLoadOnce)
+// A description that parses but does not set up, or whose shaders do not
+// build: the module cannot be loaded. That is known at f0r_init, so the host
+// says it cannot use the effect rather than passing frames through as if it
+// worked. ffmpeg fails cleanly, and the module says why in one line naming
+// its file, once, with any details indented under it.
+struct BrokenCase {
+    const char* what;
+    const char* effect;
+    const char* line;   // the start of the module's one line
+    const char* detail; // text of the details under it; null: none
+};
+
+class Frei0rBroken : public ::testing::TestWithParam<BrokenCase> {};
+
+TEST_P(Frei0rBroken, FailsToLoadSayingWhyOnce)
 {
+    const BrokenCase& c = GetParam();
     Scratch s;
-    const std::string file = s.write("broken.glfx", "[settings]\nname=Broken\n"
-                                                    "[par1]\nparam=amount\ntype=float\nmin=0\nmax=1\n"
-                                                    "[ps0]\nuniform sampler2D in0;\n"
-                                                    "void main() { gl_FragColor = nosuch(in0); }\n");
+    const std::string file = s.write("broken.glfx", c.effect);
     const Result w = glfx("frei0r --effect " + q(file) + " -o " + q(s.path("broken.so")));
     ASSERT_EQ(w.status, 0) << w.err;
     const Shell r =
         sh(s.path(""), "ffmpeg -hide_banner -loglevel error -f lavfi -i testsrc2=size=32x32:rate=5 "
                        "-frames:v 3 -vf frei0r=broken -f null -");
     EXPECT_GT(r.status, 0) << r.output;
-    EXPECT_EQ(occurrences(r.output, "glfx frei0r broken.so: the effect's shaders do not build\n"), 1)
-        << r.output;
-    EXPECT_EQ(occurrences(r.output, "\n    "), 1) << "the log, indented: " << r.output;
-    EXPECT_NE(r.output.find("nosuch"), std::string::npos) << r.output;
+    EXPECT_EQ(occurrences(r.output, std::string("glfx frei0r broken.so: ") + c.line), 1) << r.output;
+    EXPECT_EQ(occurrences(r.output, "glfx frei0r"), 1) << r.output;
+    if (c.detail) {
+        EXPECT_EQ(occurrences(r.output, "\n    "), 1) << "the details, indented: " << r.output;
+        EXPECT_NE(r.output.find(c.detail), std::string::npos) << r.output;
+    }
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    Setup, Frei0rBroken,
+    ::testing::Values(BrokenCase{"shader",
+                                 "[settings]\nname=Broken\n[par1]\nparam=amount\ntype=float\n"
+                                 "[ps0]\nuniform sampler2D in0;\n"
+                                 "void main() { gl_FragColor = nosuch(in0); }\n",
+                                 "the effect's shaders do not build\n", "nosuch"},
+                      BrokenCase{"setup",
+                                 "[settings]\nname=Broken\n[par1]\nparam=mode\ntype=popup\ntext=\n"
+                                 "[ps0]\nvoid main() { gl_FragColor = vec4(1.0); }\n",
+                                 "the effect did not set up (error ", nullptr}),
+    [](const ::testing::TestParamInfo<BrokenCase>& i) { return std::string(i.param.what); });
 
 } // namespace
