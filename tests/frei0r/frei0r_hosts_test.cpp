@@ -176,7 +176,7 @@ struct NamedHost {
 const NamedHost kNamedHosts[] = {
     {"melt",
      [](const std::string& dir) {
-         return "melt -profile " + meltProfile(dir, kWidth, kHeight) + " " + q(dir + "/in.png") +
+         return "melt -profile " + meltProfile(dir, kWidth, kHeight) + " " + meltImage(dir + "/in.png") +
                 " out=0 -filter frei0r.values level=0.75 count=0.3 mode=full on=1 turn=0.25 look=warm "
                 "-consumer avformat:" +
                 q(dir + "/host.png") + " vcodec=png pix_fmt=rgba frames=1";
@@ -221,7 +221,7 @@ TEST_F(Frei0rHosts, NamedHostsTimeReadsSeconds)
         int first; // the number of the first file
     } hosts[] = {
         {"melt",
-         "melt -profile " + meltProfile(dir, kWidth, kHeight) + " " + q(dir + "/in.png") +
+         "melt -profile " + meltProfile(dir, kWidth, kHeight) + " " + meltImage(dir + "/in.png") +
              " out=4 -filter frei0r.values -consumer avformat:" + q(dir + "/t%d.png") + " vcodec=png",
          1},
         {"gst-launch-1.0",

@@ -54,7 +54,7 @@ struct MixerHost {
 
 const MixerHost kMelt{"melt", [](const std::string& dir, const std::string& amount) {
                           return "melt -profile " + meltProfile(dir, kWidth, kHeight) + " " +
-                                 q(dir + "/a.png") + " out=0 -track " + q(dir + "/b.png") +
+                                 meltImage(dir + "/a.png") + " out=0 -track " + meltImage(dir + "/b.png") +
                                  " out=0 -transition frei0r.mix" +
                                  (amount.empty() ? "" : " amount=" + amount) +
                                  " -consumer avformat:" + q(dir + "/host.png") +

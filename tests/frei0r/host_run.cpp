@@ -41,6 +41,8 @@ std::string meltProfile(const std::string& dir, int width, int height)
     return q(dir + "/profile");
 }
 
+std::string meltImage(const std::string& path) { return "pixbuf:" + q(path); }
+
 void expectSame(const clitest::Pixels& got, const clitest::Pixels& want)
 {
     ASSERT_EQ(got.width, want.width);

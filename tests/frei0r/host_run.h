@@ -23,6 +23,12 @@ bool have(const std::string& tool);
 // `dir`; returns its path quoted for the shell.
 std::string meltProfile(const std::string& dir, int width, int height);
 
+// A still image as a melt producer. melt tries its Qt image producer first,
+// which without an X display sometimes fails quietly, and melt then writes
+// nothing and exits 0 (about one run in fifteen here, with or without a
+// frei0r filter); the GdkPixbuf producer, named, is reliable.
+std::string meltImage(const std::string& path);
+
 // The colour channels of two images are equal, 8-bit exact (a failure names
 // the first few pixels that differ).
 void expectSame(const clitest::Pixels& got, const clitest::Pixels& want);
