@@ -179,7 +179,7 @@ const NamedHost kNamedHosts[] = {
          return "melt -profile " + meltProfile(dir, kWidth, kHeight) + " " + meltImage(dir + "/in.png") +
                 " out=0 -filter frei0r.values level=0.75 count=0.3 mode=full on=1 turn=0.25 look=warm "
                 "-consumer avformat:" +
-                q(dir + "/host.png") + " vcodec=png pix_fmt=rgba frames=1";
+                q(dir + "/host.png") + " vcodec=png pix_fmt=rgba frames=1 real_time=-1";
      }},
     {"gst-launch-1.0",
      [](const std::string& dir) {
@@ -222,7 +222,8 @@ TEST_F(Frei0rHosts, NamedHostsTimeReadsSeconds)
     } hosts[] = {
         {"melt",
          "melt -profile " + meltProfile(dir, kWidth, kHeight) + " " + meltImage(dir + "/in.png") +
-             " out=4 -filter frei0r.values -consumer avformat:" + q(dir + "/t%d.png") + " vcodec=png",
+             " out=4 -filter frei0r.values -consumer avformat:" + q(dir + "/t%d.png") +
+             " vcodec=png real_time=-1",
          1},
         {"gst-launch-1.0",
          "GST_REGISTRY=" + q(dir + "/registry.bin") +

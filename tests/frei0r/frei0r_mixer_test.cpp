@@ -58,7 +58,7 @@ const MixerHost kMelt{"melt", [](const std::string& dir, const std::string& amou
                                  " out=0 -transition frei0r.mix" +
                                  (amount.empty() ? "" : " amount=" + amount) +
                                  " -consumer avformat:" + q(dir + "/host.png") +
-                                 " vcodec=png pix_fmt=rgba frames=1 update=1";
+                                 " vcodec=png pix_fmt=rgba frames=1 update=1 real_time=-1";
                       }};
 
 const MixerHost kGStreamer{"gst-launch-1.0", [](const std::string& dir, const std::string& amount) {

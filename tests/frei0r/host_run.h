@@ -26,7 +26,9 @@ std::string meltProfile(const std::string& dir, int width, int height);
 // A still image as a melt producer. melt tries its Qt image producer first,
 // which without an X display sometimes fails quietly, and melt then writes
 // nothing and exits 0 (about one run in fifteen here, with or without a
-// frei0r filter); the GdkPixbuf producer, named, is reliable.
+// frei0r filter); the GdkPixbuf producer, named, is reliable. The tests'
+// melt consumers also say real_time=-1: in real time, melt drops frames that
+// come late, and on a loaded machine it can drop every one of a short clip.
 std::string meltImage(const std::string& path);
 
 // The colour channels of two images are equal, 8-bit exact (a failure names
