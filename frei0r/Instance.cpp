@@ -20,55 +20,58 @@ constexpr int kWorldDepth = 8;
 // them for frames without a timestamp (ffmpeg's "no value" scaled).
 constexpr double kMaxSeconds = 86400.0;
 
-// frei0r RGBA8888 (bytes red, green, blue, alpha) into a world's alpha, red,
-// green, blue, and back.
+// frei0r RGBA8888 is bytes red, green, blue, alpha; a world's 8-bit pixels
+// are alpha, red, green, blue. Read as little-endian words, the world's
+// pixel is the frei0r pixel rotated left by 8 bits (and back by 24): one
+// rotate a pixel, which the compiler vectorises.
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "pixels are moved as little-endian words");
+
+inline uint32_t rotl(uint32_t v, int n) { return (v << n) | (v >> (32 - n)); }
+
 void toWorld(const uint32_t* src, glfxhost::World& w)
 {
-    const auto* s = reinterpret_cast<const uint8_t*>(src);
-    for (int y = 0; y < w.height(); ++y) {
+    const size_t width = static_cast<size_t>(w.width());
+    for (int y = 0; y < w.height(); ++y, src += width) {
         uint8_t* d = w.row(y);
-        for (int x = 0; x < w.width(); ++x, s += 4, d += 4) {
-            d[0] = s[3];
-            d[1] = s[0];
-            d[2] = s[1];
-            d[3] = s[2];
+        for (size_t x = 0; x < width; ++x) {
+            const uint32_t v = rotl(src[x], 8);
+            std::memcpy(d + 4 * x, &v, 4);
         }
     }
 }
 
 void fromWorld(const glfxhost::World& w, uint32_t* dst)
 {
-    auto* d = reinterpret_cast<uint8_t*>(dst);
-    for (int y = 0; y < w.height(); ++y) {
+    const size_t width = static_cast<size_t>(w.width());
+    for (int y = 0; y < w.height(); ++y, dst += width) {
         const uint8_t* s = w.row(y);
-        for (int x = 0; x < w.width(); ++x, s += 4, d += 4) {
-            d[0] = s[1];
-            d[1] = s[2];
-            d[2] = s[3];
-            d[3] = s[0];
+        for (size_t x = 0; x < width; ++x) {
+            uint32_t v;
+            std::memcpy(&v, s + 4 * x, 4);
+            dst[x] = rotl(v, 24);
         }
     }
 }
 
 } // namespace
 
-Instance::Instance(Module& module, unsigned width, unsigned height)
-    : module_(module), width_(width), height_(height), lastSet_(module.defaults()),
-      pending_(module.defaults().size(), false)
+Instance::Instance(std::shared_ptr<Module> module, unsigned width, unsigned height)
+    : module_(std::move(module)), width_(width), height_(height), lastSet_(module_->defaults()),
+      pending_(module_->defaults().size(), false)
 {}
 
 Instance::~Instance()
 {
     if (!session_)
         return;
-    std::lock_guard<std::mutex> g(module_.lock());
+    std::lock_guard<std::mutex> g(module_->lock());
     session_->finish();
     session_.reset();
 }
 
 void Instance::setParam(int index, const void* value)
 {
-    const auto& params = module_.params();
+    const auto& params = module_->params();
     if (index < 0 || index >= static_cast<int>(params.size()) || !value)
         return;
     const F0rParam& p = params[static_cast<size_t>(index)];
@@ -100,7 +103,7 @@ void Instance::setParam(int index, const void* value)
 
 void Instance::getParam(int index, void* value) const
 {
-    const auto& params = module_.params();
+    const auto& params = module_->params();
     if (index < 0 || index >= static_cast<int>(params.size()) || !value)
         return;
     const F0rValue& v = lastSet_[static_cast<size_t>(index)];
@@ -124,25 +127,25 @@ bool Instance::ensureSession()
     if (session_ || broken_)
         return !broken_;
     try {
-        auto s = std::make_unique<glfxhost::Session>(module_.plugin(), glfxhost::HostMode::AfterEffects);
+        auto s = std::make_unique<glfxhost::Session>(module_->plugin(), glfxhost::HostMode::AfterEffects);
         s->setFrameRate(kFramesPerSecond);
         s->setLayerSize(static_cast<int>(width_), static_cast<int>(height_));
         const PF_Err err = s->start();
         if (err != PF_Err_NONE) {
-            module_.warnOnce("the effect did not start (error " + std::to_string(err) +
-                             "); frames pass through unchanged");
+            module_->warnOnce("the effect did not start (error " + std::to_string(err) +
+                              "); frames pass through unchanged");
             broken_ = true;
             return false;
         }
         inputs_.clear();
-        for (size_t i = 0; i <= module_.layers().size(); ++i)
+        for (size_t i = 0; i <= module_->layers().size(); ++i)
             inputs_.emplace_back(static_cast<int>(width_), static_cast<int>(height_), kWorldDepth);
         output_ = glfxhost::World(static_cast<int>(width_), static_cast<int>(height_), kWorldDepth);
-        for (size_t i = 0; i < module_.layers().size(); ++i)
-            s->setLayer(module_.layers()[i], &inputs_[i + 1]);
+        for (size_t i = 0; i < module_->layers().size(); ++i)
+            s->setLayer(module_->layers()[i], &inputs_[i + 1]);
         session_ = std::move(s);
     } catch (const std::exception& e) {
-        module_.warnOnce(std::string("cannot start the effect: ") + e.what());
+        module_->warnOnce(std::string("cannot start the effect: ") + e.what());
         broken_ = true;
         return false;
     }
@@ -151,7 +154,7 @@ bool Instance::ensureSession()
 
 void Instance::applyPending()
 {
-    const auto& params = module_.params();
+    const auto& params = module_->params();
     for (size_t i = 0; i < params.size(); ++i) {
         if (!pending_[i])
             continue;
@@ -165,14 +168,14 @@ void Instance::applyPending()
             pending_[partner] = false;
         const F0rValue& other = lastSet_[partner];
         if (!applyValue(*session_, p, lastSet_[i], other)) {
-            module_.warnOnce("unknown item '" + lastSet_[i].text + "' for '" + p.name +
-                             "'; keeping the current one");
+            module_->warnOnce("unknown item '" + lastSet_[i].text + "' for '" + p.name +
+                              "'; keeping the current one");
             continue;
         }
         if (p.supervised) {
             const PF_Err err = session_->userChangedParam(p.hostIndex);
             if (err != PF_Err_NONE)
-                module_.warnOnce("changing '" + p.name + "' failed with error " + std::to_string(err));
+                module_->warnOnce("changing '" + p.name + "' failed with error " + std::to_string(err));
         }
     }
 }
@@ -180,15 +183,15 @@ void Instance::applyPending()
 void Instance::update(double seconds, const uint32_t* const inputs[3], uint32_t* output)
 {
     const size_t bytes = static_cast<size_t>(width_) * height_ * 4;
-    std::lock_guard<std::mutex> g(module_.lock());
+    std::lock_guard<std::mutex> g(module_->lock());
     // Larger than a GL texture may be (the same limit as glfx's frames): the
     // input passes through.
     const bool tooLarge =
         width_ > static_cast<unsigned>(media::kMaxSide) || height_ > static_cast<unsigned>(media::kMaxSide);
     if (tooLarge)
-        module_.warnOnce("a " + std::to_string(width_) + "x" + std::to_string(height_) +
-                         " frame is larger than the GL limit (" + std::to_string(media::kMaxSide) +
-                         " a side); it passes through unchanged");
+        module_->warnOnce("a " + std::to_string(width_) + "x" + std::to_string(height_) +
+                          " frame is larger than the GL limit (" + std::to_string(media::kMaxSide) +
+                          " a side); it passes through unchanged");
     if (tooLarge || !ensureSession()) {
         if (inputs[0])
             std::memmove(output, inputs[0], bytes);
@@ -197,7 +200,7 @@ void Instance::update(double seconds, const uint32_t* const inputs[3], uint32_t*
         return;
     }
     if (!(seconds >= 0.0 && seconds < kMaxSeconds)) {
-        module_.warnOnce("the host gave a frame no valid time; counting frames at 30 a second instead");
+        module_->warnOnce("the host gave a frame no valid time; counting frames at 30 a second instead");
         seconds = static_cast<double>(framesDone_) / kFramesPerSecond;
     }
     ++framesDone_;
@@ -209,15 +212,15 @@ void Instance::update(double seconds, const uint32_t* const inputs[3], uint32_t*
         const PF_Err err = session_->render(inputs_[0], output_, seconds);
         session_->clearRecords();
         if (err != PF_Err_NONE) {
-            module_.warnOnce("rendering failed with error " + std::to_string(err) +
-                             "; the input passes through unchanged");
+            module_->warnOnce("rendering failed with error " + std::to_string(err) +
+                              "; the input passes through unchanged");
             if (inputs[0])
                 std::memmove(output, inputs[0], bytes);
             return;
         }
         fromWorld(output_, output);
     } catch (const std::exception& e) {
-        module_.warnOnce(std::string("rendering failed: ") + e.what());
+        module_->warnOnce(std::string("rendering failed: ") + e.what());
         if (inputs[0])
             std::memmove(output, inputs[0], bytes);
     }

@@ -12,7 +12,7 @@ namespace glfxfrei0r {
 
 class Instance {
 public:
-    Instance(Module& module, unsigned width, unsigned height);
+    Instance(std::shared_ptr<Module> module, unsigned width, unsigned height);
     /* Sets the effect down, from whichever thread the host destroys it. */
     ~Instance();
     Instance(const Instance&) = delete;
@@ -31,7 +31,9 @@ private:
     bool ensureSession();
     void applyPending();
 
-    Module& module_; // the process's module; outlives every instance
+    /* The module: shared with the process (which may let go first, when a
+       host calls f0r_deinit before destroying its instances). */
+    std::shared_ptr<Module> module_;
     unsigned width_, height_;
     std::vector<F0rValue> lastSet_; // what the host last set a parameter a (the defaults before)
     std::vector<bool> pending_;     // set to a new value since the last update

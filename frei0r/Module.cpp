@@ -14,6 +14,7 @@ extern "C" {
 
 #include <algorithm>
 #include <iostream>
+#include <sstream>
 #include <stdexcept>
 
 namespace glfxfrei0r {
@@ -31,9 +32,84 @@ void writeAll(int fd, const std::string& bytes)
     }
 }
 
-std::mutex gInitLock;            // guards gModule and gInitCount
-std::unique_ptr<Module> gModule; // created by the first initModule, released by the last deinitModule
-int gInitCount = 0;
+std::mutex gInitLock; // guards gModule, gInitCount and gFailed
+// Created by the first acquireModule; the process's reference is dropped by
+// the last deinitModule (instances hold their own) or at unload.
+std::shared_ptr<Module> gModule;
+int gInitCount = 0;   // f0r_init calls not yet matched by f0r_deinit
+bool gFailed = false; // the module could not be created: it is not tried again
+
+// What the host library writes to std::cerr (the alerts it shows, as the
+// compositing host would) is held while this lives; text() is what was
+// held, for the caller to say as it sees fit.
+class HeldErrors {
+public:
+    HeldErrors() : terminal_(std::cerr.rdbuf(held_.rdbuf())) {}
+    ~HeldErrors() { std::cerr.rdbuf(terminal_); }
+    HeldErrors(const HeldErrors&) = delete;
+    HeldErrors& operator=(const HeldErrors&) = delete;
+    std::string text() const { return held_.str(); }
+
+private:
+    std::ostringstream held_;
+    std::streambuf* terminal_; // std::cerr's own buffer, put back by the destructor
+};
+
+// The alerts the session recorded since its running total was `before`,
+// one a line (the list keeps only its latest entries, which are the new ones).
+std::string newAlerts(const glfxhost::Session& session, uint64_t before)
+{
+    const auto& alerts = session.records().alerts;
+    if (alerts.total() <= before || alerts.empty())
+        return {};
+    const size_t fresh = static_cast<size_t>(std::min<uint64_t>(alerts.total() - before, alerts.size()));
+    std::string text;
+    for (size_t i = alerts.size() - fresh; i < alerts.size(); ++i)
+        text += alerts[i] + "\n";
+    return text;
+}
+
+// Details under a failure line: each line indented on a line of its own.
+std::string indented(const std::string& text)
+{
+    std::string out;
+    size_t start = 0;
+    while (start < text.size()) {
+        size_t end = text.find('\n', start);
+        if (end == std::string::npos)
+            end = text.size();
+        if (end > start)
+            out += "\n    " + text.substr(start, end - start);
+        start = end + 1;
+    }
+    return out;
+}
+
+// The plug-in builds its shaders quietly at its first render: a failed build
+// renders nothing and returns no error. Its Options command rebuilds the
+// programs of an instance that has rendered and shows a non-empty build log
+// (failures only) as an alert. So a set-up session renders one small frame
+// with its defaults, then asks for the log; the alert the host would print
+// is held back (it goes under the module's one failure line instead).
+std::string shaderBuildLog(glfxhost::Session& session)
+{
+    constexpr int kProbeSide = 16;
+    constexpr int kProbeDepth = 8;
+    glfxhost::World in(kProbeSide, kProbeSide, kProbeDepth), out(kProbeSide, kProbeSide, kProbeDepth);
+    session.setLayerSize(kProbeSide, kProbeSide);
+    const uint64_t before = session.records().alerts.total();
+    PF_Err err = session.render(in, out, 0.0);
+    if (err != PF_Err_NONE)
+        return "rendering a first frame failed with error " + std::to_string(err) + "\n" +
+               newAlerts(session, before);
+    {
+        HeldErrors held;
+        err = session.doDialog();
+    }
+    if (err != PF_Err_NONE)
+        return "rebuilding the shaders failed with error " + std::to_string(err) + "\n";
+    return newAlerts(session, before);
+}
 
 std::string ownPath()
 {
@@ -77,10 +153,22 @@ Module::Module(const std::string& path)
     }
 
     glfxhost::Session probe(*plugin_, glfxhost::HostMode::AfterEffects);
-    const PF_Err err = probe.start();
+    // What the effect says while it sets up goes under the failure line when
+    // it fails, and to stderr as the host would show it when it does not.
+    PF_Err err = PF_Err_NONE;
+    std::string said;
+    {
+        HeldErrors held;
+        err = probe.start();
+        said = held.text();
+    }
     if (err != PF_Err_NONE)
-        throw std::runtime_error("the effect did not set up (error " + std::to_string(err) +
-                                 "): its description is missing or does not parse");
+        throw std::runtime_error("the effect did not set up (error " + std::to_string(err) + ")" +
+                                 indented(said));
+    std::cerr << said;
+    const std::string buildLog = shaderBuildLog(probe);
+    if (!buildLog.empty())
+        throw std::runtime_error("the effect's shaders do not build" + indented(buildLog));
     params_ = mapParams(probe, uniforms, ints);
     for (const F0rParam& p : params_)
         defaults_.push_back(currentValue(probe, p));
@@ -117,27 +205,31 @@ void Module::warnOnce(const std::string& message)
     std::cerr << "glfx frei0r " << name_ << ": " << message << "\n";
 }
 
-Module* currentModule()
+std::shared_ptr<Module> acquireModule()
 {
     std::lock_guard<std::mutex> g(gInitLock);
-    return gModule.get();
+    if (gModule || gFailed)
+        return gModule;
+    std::string path;
+    try {
+        path = ownPath();
+        gModule = std::make_shared<Module>(path);
+    } catch (const std::exception& e) {
+        // Said once, naming the module file: hosts ask for information again
+        // and again, and a process may load several modules.
+        const std::string file = path.substr(path.find_last_of('/') + 1);
+        std::cerr << "glfx frei0r" << (file.empty() ? "" : " " + file) << ": " << e.what() << "\n";
+        gFailed = true;
+    }
+    return gModule;
 }
 
 bool initModule()
 {
-    std::lock_guard<std::mutex> g(gInitLock);
-    if (gInitCount > 0) {
-        ++gInitCount;
-        return true;
-    }
-    try {
-        gModule = std::make_unique<Module>(ownPath());
-    } catch (const std::exception& e) {
-        std::cerr << "glfx frei0r: " << e.what() << "\n";
-        gModule.reset();
+    if (!acquireModule())
         return false;
-    }
-    gInitCount = 1;
+    std::lock_guard<std::mutex> g(gInitLock);
+    ++gInitCount;
     return true;
 }
 

@@ -55,12 +55,18 @@ private:
     std::vector<std::string> warned_; // messages said already (a few at most)
 };
 
-/* The module of this file, between the first f0r_init and the last
-   f0r_deinit (null otherwise). */
-Module* currentModule();
-/* Counted: the first call creates the module, returns false when that
-   failed (said on stderr). */
+/* The module of this file, created at the first call that needs it: hosts
+   ask for plug-in and parameter information, and MLT builds transitions,
+   without calling f0r_init. Null when the module cannot be created (said on
+   stderr once). Instances hold their own reference, so a host that calls
+   f0r_deinit before destroying its instances (MLT does) destroys them
+   safely. */
+std::shared_ptr<Module> acquireModule();
+/* f0r_init: acquireModule(), counted; false when the module cannot be
+   created. */
 bool initModule();
+/* f0r_deinit: the last one drops the process's reference to the module
+   (instances keep theirs); one without a matching f0r_init does nothing. */
 void deinitModule();
 
 } // namespace glfxfrei0r

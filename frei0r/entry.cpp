@@ -12,8 +12,10 @@ extern "C" {
 
 #include <cstring>
 #include <exception>
+#include <memory>
+#include <utility>
 
-using glfxfrei0r::currentModule;
+using glfxfrei0r::acquireModule;
 using glfxfrei0r::Instance;
 
 namespace {
@@ -34,6 +36,18 @@ double secondsFrom(double time, void* caller)
     if (caller && dladdr(caller, &info) && info.dli_fname && std::strstr(info.dli_fname, "libavfilter"))
         return time / kMillisecondsPerSecond;
     return time;
+}
+
+// The module, or null when it cannot be created; never throws. Texts handed
+// to the host point into it: it lives until the last f0r_deinit (or the
+// unload) and as long as any instance.
+std::shared_ptr<glfxfrei0r::Module> module() noexcept
+{
+    try {
+        return acquireModule();
+    } catch (...) {
+        return nullptr;
+    }
 }
 
 void update(f0r_instance_t instance, double time, const uint32_t* const in[3], uint32_t* out, void* caller)
@@ -67,9 +81,9 @@ __attribute__((visibility("default"))) void f0r_deinit(void)
 
 __attribute__((visibility("default"))) void f0r_get_plugin_info(f0r_plugin_info_t* info)
 {
-    glfxfrei0r::Module* m = currentModule();
     if (!info)
         return;
+    const std::shared_ptr<glfxfrei0r::Module> m = module();
     std::memset(info, 0, sizeof *info);
     info->name = m ? m->name().c_str() : "glfx";
     info->author = "glfx";
@@ -85,8 +99,10 @@ __attribute__((visibility("default"))) void f0r_get_plugin_info(f0r_plugin_info_
 
 __attribute__((visibility("default"))) void f0r_get_param_info(f0r_param_info_t* info, int index)
 {
-    glfxfrei0r::Module* m = currentModule();
-    if (!info || !m || index < 0 || index >= static_cast<int>(m->params().size()))
+    if (!info)
+        return;
+    const std::shared_ptr<glfxfrei0r::Module> m = module();
+    if (!m || index < 0 || index >= static_cast<int>(m->params().size()))
         return;
     const glfxfrei0r::F0rParam& p = m->params()[static_cast<size_t>(index)];
     info->name = p.name.c_str();
@@ -96,11 +112,11 @@ __attribute__((visibility("default"))) void f0r_get_param_info(f0r_param_info_t*
 
 __attribute__((visibility("default"))) f0r_instance_t f0r_construct(unsigned int width, unsigned int height)
 {
-    glfxfrei0r::Module* m = currentModule();
-    if (!m || width == 0 || height == 0)
+    if (width == 0 || height == 0)
         return nullptr;
     try {
-        return new Instance(*m, width, height);
+        std::shared_ptr<glfxfrei0r::Module> m = module();
+        return m ? new Instance(std::move(m), width, height) : nullptr;
     } catch (...) {
         return nullptr;
     }

@@ -3,11 +3,9 @@
 // must give the same 8-bit frame as `glfx render` with the same values, see
 // the frame's time in seconds, and fail to load cleanly when it carries no
 // effect.
-#include "cli_run.h"
+#include "host_run.h"
 
 #include <gtest/gtest.h>
-
-#include <sys/wait.h>
 
 #include <cmath>
 #include <cstdio>
@@ -16,6 +14,7 @@
 #include <sstream>
 
 using namespace clitest;
+using namespace frei0rtest;
 
 namespace {
 
@@ -53,31 +52,6 @@ const char* kInvert = "[settings]\nname=Flip\ninterp=0\n"
                       "[ps0]\nuniform sampler2D in0;\nuniform float amount;\n"
                       "void main() {\n vec4 c = texture2D(in0, gl_TexCoord[0].st);\n"
                       " gl_FragColor = vec4(mix(c.rgb, vec3(1.0) - c.rgb, amount), c.a);\n}\n";
-
-struct Shell {
-    int status = -1; // exit status; -1 when killed by a signal
-    std::string output;
-};
-
-// Runs a shell command with FREI0R_PATH at `dir`, stderr with stdout.
-Shell sh(const std::string& dir, const std::string& cmd)
-{
-    Shell r;
-    const std::string full = "FREI0R_PATH=" + q(dir) + " " + cmd + " 2>&1";
-    if (FILE* pipe = popen(full.c_str(), "r")) {
-        char buf[4096];
-        for (size_t n; (n = fread(buf, 1, sizeof buf, pipe)) > 0;)
-            r.output.append(buf, n);
-        const int st = pclose(pipe);
-        r.status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-    }
-    return r;
-}
-
-bool have(const std::string& tool)
-{
-    return std::system(("command -v " + tool + " >/dev/null 2>&1").c_str()) == 0;
-}
 
 class Frei0rHosts : public ::testing::Test {
 protected:
@@ -123,21 +97,6 @@ protected:
 
     Scratch s;
 };
-
-void expectSame(const Pixels& got, const Pixels& want)
-{
-    ASSERT_EQ(got.width, want.width);
-    ASSERT_EQ(got.height, want.height);
-    ASSERT_GE(got.channels, 3);
-    int bad = 0;
-    for (int y = 0; y < want.height; ++y)
-        for (int x = 0; x < want.width; ++x)
-            for (int c = 0; c < 3; ++c)
-                if (got.at(x, y, c) != want.at(x, y, c) && ++bad <= 5)
-                    ADD_FAILURE() << "pixel " << x << "," << y << " channel " << c << ": "
-                                  << got.at(x, y, c) * 255 << " against " << want.at(x, y, c) * 255;
-    EXPECT_EQ(bad, 0);
-}
 
 // ffmpeg sets parameters by position: level, count, tint, mode, on, turn,
 // spot_x, spot_y, look. Sliders take [0,1] of their range, the angle [0,1] of
@@ -214,22 +173,13 @@ struct NamedHost {
     std::string (*command)(const std::string& dir);
 };
 
-std::string meltProfile(const std::string& dir)
-{
-    std::ofstream(dir + "/profile")
-        << "description=test\nframe_rate_num=5\nframe_rate_den=1\nwidth=64\nheight=48\nprogressive=1\n"
-           "sample_aspect_num=1\nsample_aspect_den=1\ndisplay_aspect_num=4\n"
-           "display_aspect_den=3\ncolorspace=709\n";
-    return q(dir + "/profile");
-}
-
 const NamedHost kNamedHosts[] = {
     {"melt",
      [](const std::string& dir) {
-         return "melt -profile " + meltProfile(dir) + " " + q(dir + "/in.png") +
+         return "melt -profile " + meltProfile(dir, kWidth, kHeight) + " " + meltImage(dir + "/in.png") +
                 " out=0 -filter frei0r.values level=0.75 count=0.3 mode=full on=1 turn=0.25 look=warm "
                 "-consumer avformat:" +
-                q(dir + "/host.png") + " vcodec=png pix_fmt=rgba frames=1";
+                q(dir + "/host.png") + " vcodec=png pix_fmt=rgba frames=1 real_time=-1";
      }},
     {"gst-launch-1.0",
      [](const std::string& dir) {
@@ -271,8 +221,9 @@ TEST_F(Frei0rHosts, NamedHostsTimeReadsSeconds)
         int first; // the number of the first file
     } hosts[] = {
         {"melt",
-         "melt -profile " + meltProfile(dir) + " " + q(dir + "/in.png") +
-             " out=4 -filter frei0r.values -consumer avformat:" + q(dir + "/t%d.png") + " vcodec=png",
+         "melt -profile " + meltProfile(dir, kWidth, kHeight) + " " + meltImage(dir + "/in.png") +
+             " out=4 -filter frei0r.values -consumer avformat:" + q(dir + "/t%d.png") +
+             " vcodec=png real_time=-1",
          1},
         {"gst-launch-1.0",
          "GST_REGISTRY=" + q(dir + "/registry.bin") +
@@ -369,5 +320,51 @@ TEST_F(Frei0rHosts, BareTemplateFailsToLoad)
     EXPECT_GT(r.status, 0) << r.output;
     EXPECT_NE(r.output.find("carries no effect"), std::string::npos) << r.output;
 }
+
+// A description that parses but does not set up, or whose shaders do not
+// build: the module cannot be loaded. That is known at f0r_init, so the host
+// says it cannot use the effect rather than passing frames through as if it
+// worked. ffmpeg fails cleanly, and the module says why in one line naming
+// its file, once, with any details indented under it.
+struct BrokenCase {
+    const char* what;
+    const char* effect;
+    const char* line;   // the start of the module's one line
+    const char* detail; // text of the details under it; null: none
+};
+
+class Frei0rBroken : public ::testing::TestWithParam<BrokenCase> {};
+
+TEST_P(Frei0rBroken, FailsToLoadSayingWhyOnce)
+{
+    const BrokenCase& c = GetParam();
+    Scratch s;
+    const std::string file = s.write("broken.glfx", c.effect);
+    const Result w = glfx("frei0r --effect " + q(file) + " -o " + q(s.path("broken.so")));
+    ASSERT_EQ(w.status, 0) << w.err;
+    const Shell r =
+        sh(s.path(""), "ffmpeg -hide_banner -loglevel error -f lavfi -i testsrc2=size=32x32:rate=5 "
+                       "-frames:v 3 -vf frei0r=broken -f null -");
+    EXPECT_GT(r.status, 0) << r.output;
+    EXPECT_EQ(occurrences(r.output, std::string("glfx frei0r broken.so: ") + c.line), 1) << r.output;
+    EXPECT_EQ(occurrences(r.output, "glfx frei0r"), 1) << r.output;
+    if (c.detail) {
+        EXPECT_EQ(occurrences(r.output, "\n    "), 1) << "the details, indented: " << r.output;
+        EXPECT_NE(r.output.find(c.detail), std::string::npos) << r.output;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Setup, Frei0rBroken,
+    ::testing::Values(BrokenCase{"shader",
+                                 "[settings]\nname=Broken\n[par1]\nparam=amount\ntype=float\n"
+                                 "[ps0]\nuniform sampler2D in0;\n"
+                                 "void main() { gl_FragColor = nosuch(in0); }\n",
+                                 "the effect's shaders do not build\n", "nosuch"},
+                      BrokenCase{"setup",
+                                 "[settings]\nname=Broken\n[par1]\nparam=mode\ntype=popup\ntext=\n"
+                                 "[ps0]\nvoid main() { gl_FragColor = vec4(1.0); }\n",
+                                 "the effect did not set up (error ", nullptr}),
+    [](const ::testing::TestParamInfo<BrokenCase>& i) { return std::string(i.param.what); });
 
 } // namespace
