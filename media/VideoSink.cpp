@@ -165,9 +165,17 @@ void VideoSink::open(int width, int height, int depth, const VideoSettings& sett
         pix = AV_PIX_FMT_YUV420P;
     else if (settings.codec.empty() && mov)
         pix = AV_PIX_FMT_YUV422P10LE;
-    else if (codec->pix_fmts) {
+    else {
+        // An encoder that lists no formats (rawvideo) takes any: choose among
+        // those this program writes.
+        static const AVPixelFormat kWritten[] = {
+            AV_PIX_FMT_YUV420P,     AV_PIX_FMT_YUV422P,     AV_PIX_FMT_YUV444P,  AV_PIX_FMT_YUVA420P,
+            AV_PIX_FMT_YUVA444P,    AV_PIX_FMT_GBRP,        AV_PIX_FMT_GBRAP,    AV_PIX_FMT_YUV420P10LE,
+            AV_PIX_FMT_YUV422P10LE, AV_PIX_FMT_YUV444P16LE, AV_PIX_FMT_GBRP16LE, AV_PIX_FMT_GBRAP16LE,
+            AV_PIX_FMT_NONE};
         int best = -1;
-        for (const AVPixelFormat* f = codec->pix_fmts; *f != AV_PIX_FMT_NONE; ++f) {
+        for (const AVPixelFormat* f = codec->pix_fmts ? codec->pix_fmts : kWritten; *f != AV_PIX_FMT_NONE;
+             ++f) {
             const int s = suitability(*f, depth, settings.input);
             if (s > best)
                 best = s, pix = *f;

@@ -343,6 +343,21 @@ TEST(VideoRender, OddSizesWithHalvedChromaRender)
     EXPECT_EQ(filesIn(s.path("")), (std::vector<std::string>{"fx.glfx", "odd.mkv", "out.mkv"}));
 }
 
+// rawvideo lists no pixel formats (it takes any): the output gets the one
+// closest to the input's, here 8-bit 4:2:2.
+TEST(VideoRender, EncoderThatTakesAnyFormatGetsTheInputsLayout)
+{
+    NEED_PLUGIN();
+    Scratch s;
+    const std::string in = s.path("in.mkv"), out = s.path("raw.mkv");
+    ASSERT_TRUE(ffmpeg("-f lavfi -i gradients=s=320x240:r=10:d=0.5:seed=3 -pix_fmt yuv422p -c:v ffv1 " + in));
+    const Outcome r = render(s, "'" + in + "' --codec rawvideo -o '" + out + "'");
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(probe(out, "v", "codec_name"), "rawvideo");
+    EXPECT_EQ(probe(out, "v", "pix_fmt"), "yuv422p");
+    EXPECT_GE(psnr(in, out), 45.0);
+}
+
 TEST(VideoRender, SigtermStopsAndRemovesThePartialOutput)
 {
     NEED_PLUGIN();
