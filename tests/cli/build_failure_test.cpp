@@ -4,6 +4,7 @@
 // definition), blank lines, "@@" blocks and CRLF line ends. Real driver, real
 // plug-in.
 #include "cli_run.h"
+#include "tests/support/Crlf.h"
 
 #include <gtest/gtest.h>
 
@@ -15,16 +16,7 @@ using clitest::glfx;
 using clitest::q;
 using clitest::Scratch;
 
-std::string crlf(const std::string& text)
-{
-    std::string out;
-    for (char c : text) {
-        if (c == '\n')
-            out += '\r';
-        out += c;
-    }
-    return out;
-}
+using testsupport::crlf;
 
 TEST(BuildFailure, NamesThePassAndTheDescriptionLine)
 {

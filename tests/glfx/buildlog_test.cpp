@@ -3,6 +3,7 @@
 // the parser drops, "@@" blocks, repeated sections, the vertex shader and the
 // preamble in front of each fragment source.
 #include "glfx/buildlog.h"
+#include "tests/support/Crlf.h"
 
 #include <gtest/gtest.h>
 
@@ -76,16 +77,7 @@ struct Case {
     std::string firstLine; // the rewritten log's first line
 };
 
-std::string crlf(const std::string& text)
-{
-    std::string out;
-    for (char c : text) {
-        if (c == '\n')
-            out += '\r';
-        out += c;
-    }
-    return out;
-}
+using testsupport::crlf;
 
 TEST(BuildLog, MapsDriverLinesToTheDescription)
 {
