@@ -82,6 +82,25 @@ return Array.from(g.getImageData(arguments[0], arguments[1], 1, 1).data);
 ARGS = None
 
 
+def start_preview(args, window="1000,700"):
+    """`glfx preview ARGS` and a headless Chromium on its page's address."""
+    proc = subprocess.Popen([ARGS.glfx, "preview"] + args, stdout=subprocess.PIPE, text=True)
+    url = proc.stdout.readline().strip()
+    opts = webdriver.ChromeOptions()
+    for a in ("--headless=new", "--no-sandbox", "--disable-gpu", "--window-size=" + window):
+        opts.add_argument(a)
+    return proc, url, webdriver.Chrome(service=Service(ARGS.chromedriver), options=opts)
+
+
+def stop_preview(proc, driver):
+    """Closes the browser, then stops the preview as Ctrl-C does; its exit status."""
+    driver.quit()
+    proc.send_signal(signal.SIGINT)
+    status = proc.wait(timeout=20)
+    proc.stdout.close()
+    return status
+
+
 class PreviewPage(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
@@ -89,21 +108,12 @@ class PreviewPage(unittest.TestCase):
         effect = cls.effect = os.path.join(cls.dir.name, "browser.glfx")
         with open(effect, "w") as f:
             f.write(EFFECT)
-        cls.proc = subprocess.Popen([ARGS.glfx, "preview", "--effect", effect, "--size", "160x120"],
-                                    stdout=subprocess.PIPE, text=True)
-        cls.url = cls.proc.stdout.readline().strip()
-        opts = webdriver.ChromeOptions()
-        for a in ("--headless=new", "--no-sandbox", "--disable-gpu", "--window-size=1000,700"):
-            opts.add_argument(a)
-        cls.driver = webdriver.Chrome(service=Service(ARGS.chromedriver), options=opts)
+        cls.proc, cls.url, cls.driver = start_preview(["--effect", effect, "--size", "160x120"])
         os.makedirs(ARGS.out, exist_ok=True)
 
     @classmethod
     def tearDownClass(cls):
-        cls.driver.quit()
-        cls.proc.send_signal(signal.SIGINT)
-        cls.status = cls.proc.wait(timeout=20)
-        cls.proc.stdout.close()
+        cls.status = stop_preview(cls.proc, cls.driver)
         cls.dir.cleanup()
 
     def control(self, uniform):
@@ -230,12 +240,7 @@ class BuiltInEffect(unittest.TestCase):
     """The built-in effect's panel on the test pattern (the README's picture)."""
 
     def test_panel(self):
-        proc = subprocess.Popen([ARGS.glfx, "preview", "--size", "960x540"], stdout=subprocess.PIPE, text=True)
-        url = proc.stdout.readline().strip()
-        opts = webdriver.ChromeOptions()
-        for a in ("--headless=new", "--no-sandbox", "--disable-gpu", "--window-size=1400,800"):
-            opts.add_argument(a)
-        d = webdriver.Chrome(service=Service(ARGS.chromedriver), options=opts)
+        proc, url, d = start_preview(["--size", "960x540"], window="1400,800")
         try:
             d.get(url)
             WebDriverWait(d, 30).until(lambda _: d.execute_script(READ_PIXEL, 480, 270))
@@ -247,10 +252,7 @@ class BuiltInEffect(unittest.TestCase):
             self.assertEqual(d.find_element(By.ID, "title").text, "Cinematic")
             d.save_screenshot(os.path.join(ARGS.out, "00-built-in.png"))
         finally:
-            d.quit()
-            proc.send_signal(signal.SIGINT)
-            self.assertEqual(proc.wait(timeout=20), 0)
-            proc.stdout.close()
+            self.assertEqual(stop_preview(proc, d), 0)
 
 
 class VideoInput(unittest.TestCase):
@@ -268,13 +270,7 @@ class VideoInput(unittest.TestCase):
             with open(effect, "w") as f:
                 f.write("[settings]\nname=Pass\n[ps0]\nuniform sampler2D in0;\n"
                         "void main() { gl_FragColor = texture2D(in0, gl_TexCoord[0].st); }\n")
-            proc = subprocess.Popen([ARGS.glfx, "preview", "--effect", effect, clip], stdout=subprocess.PIPE,
-                                    text=True)
-            url = proc.stdout.readline().strip()
-            opts = webdriver.ChromeOptions()
-            for a in ("--headless=new", "--no-sandbox", "--disable-gpu", "--window-size=1000,700"):
-                opts.add_argument(a)
-            d = webdriver.Chrome(service=Service(ARGS.chromedriver), options=opts)
+            proc, url, d = start_preview(["--effect", effect, clip])
             try:
                 d.get(url)
                 WebDriverWait(d, 30).until(lambda _: d.execute_script(READ_PIXEL, 0, 0))
@@ -296,10 +292,7 @@ class VideoInput(unittest.TestCase):
                 d.find_element(By.ID, "play").click()
                 d.save_screenshot(os.path.join(ARGS.out, "09-video.png"))
             finally:
-                d.quit()
-                proc.send_signal(signal.SIGINT)
-                self.assertEqual(proc.wait(timeout=20), 0)
-                proc.stdout.close()
+                self.assertEqual(stop_preview(proc, d), 0)
 
 
 def main():
