@@ -2,17 +2,12 @@
 
 #include "cli/build_failure.h"
 #include "cli/commands.h"
-#include "cli/host_params_json.h"
 #include "cli/param_text.h"
-#include "cli/preview_session.h"
-#include "cli/preview_video.h"
+#include "cli/preview_effect.h"
 #include "cli/render_pipeline.h"
 #include "cli/render_plan.h"
-#include "glfx/lint.h"
-#include "glfx/paramdefines.h"
 #include "media/ImageFile.h"
 #include "media/MediaError.h"
-#include "media/Source.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -20,7 +15,6 @@
 #include <cstring>
 #include <memory>
 #include <poll.h>
-#include <set>
 #include <sys/inotify.h>
 #include <unistd.h>
 
@@ -30,20 +24,6 @@ namespace {
 
 // A render or rebuild running longer than this is shown as busy.
 constexpr std::chrono::milliseconds kBusyAfter{200};
-
-nlohmann::json lintJson(const std::string& text)
-{
-    nlohmann::json list = nlohmann::json::array();
-    int errors = 0;
-    for (const glfxlint::Diagnostic& d : glfxlint::lint(text)) {
-        errors += d.severity == glfxlint::Severity::kError;
-        list.push_back({{"line", d.line},
-                        {"severity", glfxlint::severityName(d.severity)},
-                        {"code", d.code},
-                        {"message", d.message}});
-    }
-    return {{"errors", errors}, {"warnings", static_cast<int>(list.size()) - errors}, {"diagnostics", list}};
-}
 
 } // namespace
 
@@ -237,86 +217,23 @@ void PreviewEngine::wakeWaiters()
 
 void PreviewEngine::loop()
 {
-    // Everything of the effect lives on this thread, from set-up to the end.
-    std::unique_ptr<glfxhost::Plugin> plugin;
-    std::unique_ptr<cglfx> fx;
-    std::unique_ptr<glfxhost::Session> session;
-    std::unique_ptr<glfxhost::World> input, output;
-    std::string lastError;
-    LayerChoices layers;
-    int width = 0, height = 0;          // the input's size, which every session's layers have
-    std::unique_ptr<VideoFrames> video; // a video input's frames; null for an image or the pattern
-    double fps = opts_.fps;             // frames a second: the video's own, else --fps
-    auto fail = [this](const std::string& what) {
-        std::lock_guard<std::mutex> lock(mutex_);
-        setupError_ = what.empty() ? "set-up failed" : what;
-        ready_ = true;
-        wake_.notify_all();
-    };
+    PreviewEffect e;
     try {
-        plugin = openPlugin(opts_.host);
-        const std::string text = pluginDescriptionText(*plugin);
-        fx = parseDescription(text);
-        nlohmann::json diag = lintJson(text);
-        std::unique_ptr<media::Source> source;
-        if (opts_.input.empty()) {
-            parseSize(opts_.size, width, height);
-            source = media::openPattern(width, height);
-        } else {
-            source = media::openSource(opts_.input);
-        }
-        width = source->info().width;
-        height = source->info().height;
-        // The Premiere host renders 8-bit BGRA worlds only.
-        const bool premiere = opts_.host.host == "premiere";
-        if (premiere && opts_.depth != media::kDepth8)
-            throw CommandError("--host premiere renders 8-bit BGRA only; --depth " +
-                               std::to_string(opts_.depth) + " needs --host ae");
-        input = std::make_unique<glfxhost::World>(width, height, opts_.depth, premiere);
-        output = std::make_unique<glfxhost::World>(width, height, opts_.depth, premiere);
-        media::FrameView view = viewOf(*input);
-        double seconds = 0.0;
-        if (source->info().video) {
-            if (source->info().fps > 0.0)
-                fps = source->info().fps;
-            source.reset();
-            video = std::make_unique<VideoFrames>(opts_.input, opts_.depth, premiere);
-            video->frameAt(0.0, view);
-        } else if (!source->read(&view, seconds)) {
-            throw CommandError("'" + opts_.input + "' has no frame");
-        }
-        session = startPreviewSession(*plugin, opts_.host, fps, width, height);
-        for (const std::string& arg : opts_.layers) {
-            const Assignment a = splitAssignment(arg, "--layer");
-            const int hostIndex = findParam(*session, *fx, a.name);
-            if (session->added()[static_cast<std::size_t>(hostIndex - 1)].def.param_type != PF_Param_LAYER)
-                throw CommandError("--layer " + a.name + ": parameter '" + a.name + "' is not a layer");
-            const media::ImageHeader h = media::readImageHeader(a.value);
-            auto world = std::make_unique<glfxhost::World>(h.width, h.height, opts_.depth, premiere);
-            media::readImage(a.value, viewOf(*world));
-            const std::size_t slash = a.value.rfind('/');
-            const std::string label = slash == std::string::npos ? a.value : a.value.substr(slash + 1);
-            layers.images.emplace_back(label, std::move(world));
-            chooseLayer(*session, *input, layers, hostIndex, label);
-        }
+        nlohmann::json diag = setUpPreview(e, opts_);
         std::lock_guard<std::mutex> lock(mutex_);
         diagnostics_ = std::move(diag);
-        paramCount_ = static_cast<int>(session->added().size());
-    } catch (const CommandError& e) {
-        return fail(e.what());
-    } catch (const media::MediaError& e) {
-        return fail(e.what());
-    } catch (const std::exception& e) {
-        return fail(e.what());
+        paramCount_ = static_cast<int>(e.session->added().size());
+    } catch (const std::exception& ex) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        setupError_ = *ex.what() ? ex.what() : "set-up failed";
+        ready_ = true;
+        wake_.notify_all();
+        return;
     }
 
     bool reload = false;
     double seconds = 0.0;
     std::string buildLog; // the last build's log as the plug-in shows it; empty when it built
-    // The definitions the instance holds: a reload adds those of the new
-    // description and drops none, and each is a line of the preamble.
-    std::set<std::string> defineKeys = preambleKeys(*fx);
-    bool checkBuild = true; // the instance has not been checked since its first render
     for (bool first = true;; first = false) {
         std::map<int, std::string> changes;
         if (!first) {
@@ -335,89 +252,69 @@ void PreviewEngine::loop()
             working_ = true;
             workStart_ = std::chrono::steady_clock::now();
         }
-        lastError.clear();
+        std::string lastError;
         if (reload) {
-            // As the plug-in's Options command does: parse the file again and
-            // rebuild the programs; the build log arrives as an alert.
-            buildLog.clear();
+            // As the plug-in's Options command does; the build log arrives
+            // as an alert.
             try {
-                const std::string text = readTextFile(opts_.host.effect);
-                std::unique_ptr<cglfx> next = parseDescription(text);
-                nlohmann::json diag = lintJson(text);
-                plugin->setEffectText(text);
-                if (paramSignature(*next) != paramSignature(*fx)) {
-                    // Parameters added, removed or changed: the host's list
-                    // comes from parameter setup, so a new instance takes
-                    // over, with the values of the parameters that stayed.
-                    const std::map<std::string, KeptValue> kept = keepValues(*session, *fx, layers);
-                    session.reset();
-                    fx = std::move(next);
-                    session = startPreviewSession(*plugin, opts_.host, fps, width, height);
-                    restoreValues(*session, *fx, kept, *input, layers);
-                    defineKeys = preambleKeys(*fx);
-                    checkBuild = true; // the new instance builds on its first render
-                } else {
-                    fx = std::move(next);
-                    const std::set<std::string> keys = preambleKeys(*fx);
-                    defineKeys.insert(keys.begin(), keys.end());
-                    buildLog = rebuildLog(*session);
-                }
+                nlohmann::json diag = reloadPreview(e, opts_, buildLog);
                 std::lock_guard<std::mutex> lock(mutex_);
                 diagnostics_ = std::move(diag);
-                paramCount_ = static_cast<int>(session->added().size());
+                paramCount_ = static_cast<int>(e.session->added().size());
                 ++reloads_;
-            } catch (const std::exception& e) {
-                lastError = e.what();
+            } catch (const std::exception& ex) {
+                lastError = ex.what();
             }
             reload = false;
         }
         for (const auto& [hostIndex, value] : changes) {
-            if (hostIndex > static_cast<int>(session->added().size()))
+            if (hostIndex > static_cast<int>(e.session->added().size()))
                 continue; // asked for by a panel from before a reload
-            const glfxhost::AddedParam& p = session->added()[static_cast<std::size_t>(hostIndex - 1)];
-            const std::string& name = fx->par[std::clamp(p.descIndex, 0, glfxlimits::kMaxParams - 1)].uniform;
+            const glfxhost::AddedParam& p = e.session->added()[static_cast<std::size_t>(hostIndex - 1)];
+            const std::string& name =
+                e.fx->par[std::clamp(p.descIndex, 0, glfxlimits::kMaxParams - 1)].uniform;
             try {
                 if (p.def.param_type == PF_Param_LAYER)
-                    chooseLayer(*session, *input, layers, hostIndex, value);
+                    chooseLayer(*e.session, *e.input, e.layers, hostIndex, value);
                 else
-                    applyValue(*session, hostIndex, name, value);
-            } catch (const std::exception& e) {
-                lastError = e.what();
+                    applyValue(*e.session, hostIndex, name, value);
+            } catch (const std::exception& ex) {
+                lastError = ex.what();
             }
         }
-        if (video) {
+        if (e.video) {
             // The video's frame at that time, rendered at its own time.
             try {
-                seconds = video->frameAt(seconds, viewOf(*input));
-            } catch (const std::exception& e) {
-                lastError = e.what();
+                seconds = e.video->frameAt(seconds, viewOf(*e.input));
+            } catch (const std::exception& ex) {
+                lastError = ex.what();
             }
         }
         const auto start = std::chrono::steady_clock::now();
-        const PF_Err err = session->render(*input, *output, seconds);
+        const PF_Err err = e.session->render(*e.input, *e.output, seconds);
         const double ms =
             std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
         // The plug-in builds quietly when it first renders: a description
         // that was broken from the start is told by rebuilding once.
-        if (checkBuild && err == PF_Err_NONE) {
+        if (e.checkBuild && err == PF_Err_NONE) {
             try {
-                buildLog = rebuildLog(*session);
-            } catch (const std::exception& e) {
-                lastError = e.what();
+                buildLog = rebuildLog(*e.session);
+            } catch (const std::exception& ex) {
+                lastError = ex.what();
             }
         }
-        checkBuild = false;
+        e.checkBuild = false;
         std::vector<uint8_t> pixels; // the frame's packed rows
         media::FrameView packed;
         if (!buildLog.empty()) {
             // A failed build renders nothing worth showing: the last good
             // frame stays.
         } else if (err != PF_Err_NONE) {
-            lastError = commandFailure(*session, "rendering", err);
+            lastError = commandFailure(*e.session, "rendering", err);
         } else {
             try {
                 // A packed copy of the frame; the HTTP threads encode it.
-                const media::FrameView out = viewOf(*output);
+                const media::FrameView out = viewOf(*e.output);
                 const std::size_t rowBytes =
                     static_cast<std::size_t>(out.width) * 4 * static_cast<std::size_t>(out.depth / 8);
                 pixels.resize(rowBytes * static_cast<std::size_t>(out.height));
@@ -425,54 +322,34 @@ void PreviewEngine::loop()
                     std::memcpy(&pixels[rowBytes * static_cast<std::size_t>(y)], out.row(y), rowBytes);
                 packed = out;
                 packed.rowbytes = static_cast<std::ptrdiff_t>(rowBytes);
-            } catch (const std::exception& e) {
-                lastError = e.what();
+            } catch (const std::exception& ex) {
+                lastError = ex.what();
             }
         }
 
-        std::vector<std::string> warnings;
-        nlohmann::json params = hostParamsJson(*session, *fx, warnings);
-        const glfxhost::Records& rec = session->records();
-        for (std::size_t k = 0; k < params.size(); ++k) {
-            const glfxhost::AddedParam& p = session->added()[k];
-            nlohmann::json& j = params[k];
-            j["host_index"] = p.hostIndex;
-            if (p.descIndex >= 0 && p.descIndex < glfxlimits::kMaxParams)
-                j["uniform"] = fx->par[p.descIndex].uniform;
-            j["current"] = currentValue(*session, p.hostIndex);
-            if (p.def.param_type == PF_Param_LAYER) {
-                const auto chosen = layers.chosen.find(p.hostIndex);
-                j["current"] = chosen != layers.chosen.end() ? chosen->second : std::string(kLayerInput);
-            }
-            const auto flags = rec.uiFlags.find(p.hostIndex);
-            j["current_ui_flags"] = flags == rec.uiFlags.end() ? p.def.ui_flags : flags->second;
-            const auto hidden = rec.hidden.find(p.hostIndex);
-            j["hidden"] = hidden != rec.hidden.end() && hidden->second;
-            const auto stream = rec.streamNames.find(p.hostIndex);
-            j["stream_name"] = stream == rec.streamNames.end() ? p.name : stream->second;
-        }
+        nlohmann::json params = panelParams(e);
         nlohmann::json videoJson = nullptr;
-        if (video) {
-            const media::SourceInfo& in = video->info();
+        if (e.video) {
+            const media::SourceInfo& in = e.video->info();
             // Its length from the frame count when the file tells it, else
             // from the file's duration.
             videoJson = {{"frames", in.frames},
-                         {"duration",
-                          in.frames > 0 && fps > 0.0 ? static_cast<double>(in.frames) / fps : in.duration}};
+                         {"duration", in.frames > 0 && e.fps > 0.0 ? static_cast<double>(in.frames) / e.fps
+                                                                   : in.duration}};
         }
         BuildFailure failure;
         if (!buildLog.empty())
-            failure = describeBuildFailure(buildLog, *fx, defineKeys, opts_.host.effect);
+            failure = describeBuildFailure(buildLog, *e.fx, e.defineKeys, opts_.host.effect);
         nlohmann::json layerLabels = {kLayerInput, kLayerNone};
-        for (const auto& image : layers.images)
+        for (const auto& image : e.layers.images)
             layerLabels.push_back(image.first);
         std::lock_guard<std::mutex> lock(mutex_);
         ++generation_;
-        panel_ = {{"generation", generation_},   {"effect", fx->settings.name},
-                  {"seconds", seconds},          {"fps", fps},
+        panel_ = {{"generation", generation_},   {"effect", e.fx->settings.name},
+                  {"seconds", seconds},          {"fps", e.fps},
                   {"video", videoJson},          {"layer_choices", layerLabels},
-                  {"width", output->width()},    {"height", output->height()},
-                  {"depth", output->depth()},    {"render_ms", ms},
+                  {"width", e.output->width()},  {"height", e.output->height()},
+                  {"depth", e.output->depth()},  {"render_ms", ms},
                   {"error", lastError},          {"reloads", reloads_},
                   {"build_log", failure.log},    {"build_failure", failure.headline},
                   {"failed_pass", failure.pass}, {"failed_lines", failure.lines},
@@ -491,7 +368,6 @@ void PreviewEngine::loop()
             wake_.notify_all();
         }
     }
-    session.reset(); // set down on this thread, before the plug-in unloads
 }
 
 } // namespace glfxcli
