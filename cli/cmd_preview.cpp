@@ -63,8 +63,9 @@ void addPreviewCommand(CLI::App& app)
                    "in the page goes to the plug-in as a user's change in the host. Prints the page's "
                    "address as its first line; opens no browser. Ctrl-C stops it.");
     addHostOptions(cmd, o->preview.host);
-    CLI::Option* input =
-        cmd->add_option("INPUT", o->preview.input, "Input image (default: the test pattern of --size)");
+    CLI::Option* input = cmd->add_option(
+        "INPUT", o->preview.input,
+        "Input image or video (a video's frames at their own times; default: the test pattern of --size)");
     cmd->add_option("--layer", o->preview.layers,
                     "NAME=FILE: an image the layer parameter whose uniform is NAME shows at first; every "
                     "layer parameter can choose among these images, the input and none (repeatable)")
@@ -77,7 +78,9 @@ void addPreviewCommand(CLI::App& app)
     cmd->add_option("--depth", o->preview.depth, "Host world depth: 8, 16 (0..32768 a channel) or 32 (float)")
         ->check(CLI::IsMember({8, 16, 32}))
         ->capture_default_str();
-    cmd->add_option("--fps", o->preview.fps, "Frames a second")->capture_default_str();
+    cmd->add_option("--fps", o->preview.fps,
+                    "Frames a second of the time slider and play (a video input plays at its own rate)")
+        ->capture_default_str();
     cmd->add_option("--port", o->port, "Port to listen on (0: a free one)")
         ->check(CLI::Range(0, 65535))
         ->capture_default_str();

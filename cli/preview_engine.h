@@ -21,7 +21,7 @@ namespace glfxcli {
 
 struct PreviewOptions {
     HostOptions host;
-    std::string input;               // image file; empty: the test pattern
+    std::string input;               // image or video file; empty: the test pattern
     std::vector<std::string> layers; // --layer NAME=FILE: the images layer parameters choose among
     std::string size = "1280x720";
     int depth = 8;
