@@ -10,6 +10,8 @@
 // so that the effect's own cost is less hidden behind x264's.
 //
 // Frames a second are reported as counters (fps); wall times are real time.
+#include "bench/support/GainWorkspace.h"
+
 #include <benchmark/benchmark.h>
 
 #include <chrono>
@@ -21,33 +23,13 @@ namespace {
 
 constexpr int kFrames = 300; // 10 s at 30 fps
 
-const char* kGain =
-    "[settings]\nname=Gain\ninterp=0\n[par1]\nparam=gain\ntype=float\nmin=0\nmax=4\ndefault=1.2\n"
-    "[ps0]\nuniform sampler2D in0;\nuniform float gain;\n"
-    "void main() { vec4 c = texture2D(in0, gl_TexCoord[0].st); gl_FragColor = vec4(c.rgb * gain, "
-    "c.a); }\n";
-
-struct Workspace {
-    std::string dir;
-    std::string clip; // 10 s, 1920x1080, 30 fps, 8-bit H.264
-    std::string fx;   // the gain effect
-    std::string glfx; // the command
+// The shared workspace, with a module of the gain effect beside it.
+struct Workspace : benchsupport::GainWorkspace {
     bool ready = false;
-    Workspace()
+    Workspace() : GainWorkspace("frei0r-bench")
     {
-        char tmpl[] = "/tmp/glfx-frei0r-bench-XXXXXX";
-        dir = mkdtemp(tmpl);
-        clip = dir + "/clip.mp4";
-        fx = dir + "/gain.glfx";
-        glfx = std::string(GLFX_BINARY_DIR) + "/glfx";
-        std::ofstream(fx) << kGain;
-        ready = sh("ffmpeg -v error -y -f lavfi -i testsrc2=s=1920x1080:r=30:d=10 -c:v libx264 -crf 18 "
-                   "-pix_fmt yuv420p -colorspace bt709 '" +
-                   clip + "'") == 0 &&
-                sh("'" + glfx + "' frei0r --effect '" + fx + "' -o '" + dir + "/gain.so'") == 0;
+        ready = clipMade && sh("'" + glfx + "' frei0r --effect '" + fx + "' -o '" + dir + "/gain.so'") == 0;
     }
-    ~Workspace() { sh("rm -rf '" + dir + "'"); }
-    static int sh(const std::string& cmd) { return std::system(cmd.c_str()); }
 };
 
 Workspace& ws()

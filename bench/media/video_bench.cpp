@@ -9,6 +9,7 @@
 // run (sampled early and late: it must stay flat).
 //
 // Frames a second are reported as counters (fps); wall times are real time.
+#include "bench/support/GainWorkspace.h"
 #include "media/Sink.h"
 #include "media/Source.h"
 
@@ -30,39 +31,15 @@
 
 namespace {
 
-const char* kGain =
-    "[settings]\nname=Gain\ninterp=0\n[par1]\nparam=gain\ntype=float\nmin=0\nmax=4\ndefault=1.2\n"
-    "[ps0]\nuniform sampler2D in0;\nuniform float gain;\n"
-    "void main() { vec4 c = texture2D(in0, gl_TexCoord[0].st); gl_FragColor = vec4(c.rgb * gain, "
-    "c.a); }\n";
-
 // The shader GStreamer's glshader runs: the same gain on the same texture.
 const char* kGstGain =
     "#version 100\n#ifdef GL_ES\nprecision mediump float;\n#endif\n"
     "varying vec2 v_texcoord;\nuniform sampler2D tex;\n"
     "void main() { vec4 c = texture2D(tex, v_texcoord); gl_FragColor = vec4(c.rgb * 1.2, c.a); }\n";
 
-struct Workspace {
-    std::string dir;
-    std::string clip; // 10 s, 1920x1080, 30 fps, 8-bit H.264
-    std::string fx;   // the gain effect
-    std::string glfx; // the command
-    Workspace()
-    {
-        char tmpl[] = "/tmp/glfx-media-bench-XXXXXX";
-        dir = mkdtemp(tmpl);
-        clip = dir + "/clip.mp4";
-        fx = dir + "/gain.glfx";
-        glfx = std::string(GLFX_BINARY_DIR) + "/glfx";
-        std::ofstream(fx) << kGain;
-        std::ofstream(dir + "/gain.frag") << kGstGain;
-        sh("ffmpeg -v error -y -f lavfi -i testsrc2=s=1920x1080:r=30:d=10 -c:v libx264 -crf 18 -pix_fmt "
-           "yuv420p "
-           "-colorspace bt709 " +
-           clip);
-    }
-    ~Workspace() { sh("rm -rf '" + dir + "'"); }
-    static int sh(const std::string& cmd) { return std::system(cmd.c_str()); }
+// The shared workspace, with the shader GStreamer runs beside it.
+struct Workspace : benchsupport::GainWorkspace {
+    Workspace() : GainWorkspace("media-bench") { std::ofstream(dir + "/gain.frag") << kGstGain; }
 };
 
 Workspace& ws()
