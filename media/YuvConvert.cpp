@@ -111,24 +111,16 @@ Filter downFilter(int full, int log2, Siting siting)
     return f;
 }
 
+// Reading one channel of a frame pixel as a normalised value, per depth.
 template <int Depth>
 struct Store;
 template <>
 struct Store<kDepth8> {
-    static void put(uint8_t* px, int slot, float v)
-    {
-        px[slot] = uint8_t(std::min(255.0f, std::max(0.0f, std::floor(v * 255.0f + 0.5f))));
-    }
     static float get(const uint8_t* px, int slot) { return px[slot] * (1.0f / 255.0f); }
     static constexpr int kSize = 4;
 };
 template <>
 struct Store<kDepth16> {
-    static void put(uint8_t* px, int slot, float v)
-    {
-        reinterpret_cast<uint16_t*>(px)[slot] =
-            uint16_t(std::min(float(kWhite16), std::max(0.0f, std::floor(v * kWhite16 + 0.5f))));
-    }
     static float get(const uint8_t* px, int slot)
     {
         return reinterpret_cast<const uint16_t*>(px)[slot] * (1.0f / kWhite16);
@@ -137,7 +129,6 @@ struct Store<kDepth16> {
 };
 template <>
 struct Store<kDepth32> {
-    static void put(uint8_t* px, int slot, float v) { reinterpret_cast<float*>(px)[slot] = v; }
     static float get(const uint8_t* px, int slot) { return reinterpret_cast<const float*>(px)[slot]; }
     static constexpr int kSize = 16;
 };
