@@ -1,8 +1,8 @@
 #include "frei0r/Module.h"
 
 #include "frei0r/Payload.h"
-#include "glfx/cglfx.h"
-#include "glfx/source.h"
+#include "glfx/Cglfx.h"
+#include "glfx/Source.h"
 
 extern "C" {
 #include <frei0r.h>

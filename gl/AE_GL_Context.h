@@ -7,8 +7,8 @@
 
 #include "gl/EffectData.h"
 #include "gl/GlobalGLContext.h"
-#include "gl/gl_api.h"
-#include "glfx/cglfx.h"
+#include "gl/GlApi.h"
+#include "glfx/Cglfx.h"
 
 struct CVert {
     float x, y, z;

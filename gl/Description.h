@@ -3,7 +3,7 @@
 // glfxDescription().
 #pragma once
 
-#include "glfx/cglfx.h"
+#include "glfx/Cglfx.h"
 
 extern cglfx _glfx;
 

@@ -7,7 +7,7 @@
 #include <map>
 #include <string>
 
-#include "glfx/cglfx.h"
+#include "glfx/Cglfx.h"
 
 struct PF_LayerDef;
 class AE_GL_Context;

@@ -4,7 +4,7 @@
 // One object per effect instance (it lives inside AE_GL_Context).
 #pragma once
 
-#include "gl/gl_api.h"
+#include "gl/GlApi.h"
 
 // True when a context reporting `version`, `extensions` (space-separated
 // list) and `textureUnits` fixed-function texture units can run the effects:

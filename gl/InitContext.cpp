@@ -3,8 +3,8 @@
 #include "gl/AE_GL_Context.h"
 #include "gl/Description.h"
 #include "gl/InstanceOwner.h"
-#include "glfx/paramdefines.h"
-#include "glfx/strings.h"
+#include "glfx/ParamDefines.h"
+#include "glfx/Strings.h"
 
 void vInitContext(EffectData* data)
 {

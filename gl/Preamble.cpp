@@ -1,8 +1,8 @@
 #include "gl/Preamble.h"
 
 #include "gl/Description.h"
-#include "glfx/paramdefines.h"
-#include "glfx/strings.h"
+#include "glfx/ParamDefines.h"
+#include "glfx/Strings.h"
 
 std::string getDefines(EffectData* data)
 {

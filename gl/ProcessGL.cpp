@@ -1,11 +1,14 @@
-// One frame through the passes: upload the inputs, run each pass into its
-// own float texture through the framebuffer object, read the last one back.
+// AE_GL_Context::ProcessGL, the class's frame loop: upload the inputs, run
+// each pass into its own float texture through the framebuffer object, read
+// the last one back. It lives apart from AE_GL_Context.cpp (the program
+// builds and their GL objects) because the two change for different reasons:
+// this file with what a frame does, that one with how an effect is built.
 #include <algorithm>
 
 #include "gl/AE_GL_Context.h"
 #include "gl/ContextScope.h"
 #include "gl/InstanceOwner.h"
-#include "glfx/paramdefines.h"
+#include "glfx/ParamDefines.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include "host/Broker.h"
 
 #include "host/AegpRefs.h"
-#include "host/Handles.h"
+#include "host/HandleStore.h"
 #include "host/Session.h"
 #include "host/SessionAccess.h"
 #include "host/SessionRegistry.h"

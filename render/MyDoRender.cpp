@@ -11,7 +11,7 @@
 #include "gl/Description.h"
 #include "gl/InstanceOwner.h"
 #include "gl/Preamble.h"
-#include "gl/gl_api.h"
+#include "gl/GlApi.h"
 #include "render/Transfer.h"
 #include "sdk/AE_EffectSuites.h"
 #include "sdk/SPBasic.h"

@@ -3,7 +3,7 @@
 #include <cstdlib>
 
 #include "gl/Description.h"
-#include "glfx/hostmap.h"
+#include "glfx/HostMap.h"
 #include "render/GlobalData.h"
 #include "render/StreamAccess.h"
 #include "sdk/AE_SuiteHandler.h"

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "glfx/text.h"
+#include "glfx/Text.h"
 #include "sdk/AE_SuiteHandler.h"
 
 namespace glfxshell {

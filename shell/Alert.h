@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <string>
 
-#include "glfx/codes.h"
+#include "glfx/Codes.h"
 #include "sdk/AE_Effect.h"
 
 namespace glfxshell {

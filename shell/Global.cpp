@@ -4,8 +4,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "glfx/source.h"
-#include "glfx/text.h"
+#include "glfx/Source.h"
+#include "glfx/Text.h"
 #include "render/GlobalData.h"
 #include "sdk/AE_SuiteHandler.h"
 

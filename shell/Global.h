@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "glfx/cglfx.h"
+#include "glfx/Cglfx.h"
 #include "sdk/AE_Effect.h"
 
 // The embedded effect description (enciphered, plain, or the marker word that

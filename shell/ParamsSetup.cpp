@@ -6,7 +6,7 @@
 #include <cstring>
 #include <string>
 
-#include "glfx/hostmap.h"
+#include "glfx/HostMap.h"
 #include "sdk/AE_EffectCB.h"
 
 namespace glfxshell {

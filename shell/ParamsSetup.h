@@ -2,7 +2,7 @@
 // parameter, added with the host's add_param callback.
 #pragma once
 
-#include "glfx/cglfx.h"
+#include "glfx/Cglfx.h"
 #include "sdk/AE_Effect.h"
 
 namespace glfxshell {

@@ -2,7 +2,7 @@
 // the Options dialog.
 #pragma once
 
-#include "glfx/cglfx.h"
+#include "glfx/Cglfx.h"
 #include "sdk/AE_Effect.h"
 
 namespace glfxshell {

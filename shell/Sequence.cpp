@@ -7,7 +7,7 @@
 #include "gl/AE_GL_Context.h"
 #include "gl/InitContext.h"
 #include "gl/InstanceOwner.h"
-#include "glfx/strings.h"
+#include "glfx/Strings.h"
 #include "sdk/AE_EffectCB.h"
 #include "shell/Global.h"
 #include "shell/Handles.h"

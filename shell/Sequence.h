@@ -3,7 +3,7 @@
 #pragma once
 
 #include "gl/EffectData.h"
-#include "glfx/cglfx.h"
+#include "glfx/Cglfx.h"
 #include "sdk/AE_Effect.h"
 
 namespace glfxshell {
