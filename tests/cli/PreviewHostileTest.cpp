@@ -14,6 +14,7 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <fstream>
@@ -125,6 +126,17 @@ std::string ask(int port, const std::string& method, const std::string& path, co
     std::string reply = sendAll(s, request) ? readAll(s, limit) : "";
     close(s);
     return reply;
+}
+
+// `count` chunks of `data`, chunked transfer coding.
+std::string repeatedChunks(int count, const std::string& data)
+{
+    char size[16];
+    std::snprintf(size, sizeof size, "%zx\r\n", data.size());
+    std::string out;
+    for (int i = 0; i < count; ++i)
+        out += size + data + "\r\n";
+    return out;
 }
 
 // The peak resident size of process `pid` so far, in KiB.
@@ -287,8 +299,9 @@ TEST_F(PreviewHostile, CrossSiteAndOversizedChangesAreRefused)
         const std::string reply = ask(port, "POST", c.path, hostHeader() + c.headers, c.body);
         EXPECT_EQ(statusOf(reply), c.status) << c.what << ": " << reply;
         const Json body = bodyOf(reply);
-        if (c.inError)
+        if (c.inError) {
             EXPECT_NE(body.value("error", "").find(c.inError), std::string::npos) << c.what << ": " << reply;
+        }
     }
     // By name: the page opened as localhost.
     const std::string byName = "localhost:" + std::to_string(port);
@@ -337,6 +350,15 @@ TEST_F(PreviewHostile, AnEndlessChunkedBodyIsCutOff)
     close(s);
     EXPECT_EQ(statusOf(reply), 413) << reply;
     EXPECT_LT(sent, std::size_t(16) << 20) << "the server read on long past the limit";
+    EXPECT_LT(peakRssKiB(proc->pid()) - rssBefore, 16 * 1024) << "the body was buffered";
+
+    // A client that sends its whole body before it reads still gets the
+    // answer, not a reset, and the body is not kept either.
+    const std::string bulk = repeatedChunks(256, std::string(0x4000, ' ')); // 4 MiB
+    EXPECT_EQ(statusOf(ask(port, "POST", "/api/param",
+                           hostHeader() + "Content-Type: application/json\r\nTransfer-Encoding: chunked\r\n",
+                           bulk + "0\r\n\r\n")),
+              413);
     EXPECT_LT(peakRssKiB(proc->pid()) - rssBefore, 16 * 1024) << "the body was buffered";
     // And the server goes on.
     EXPECT_EQ(statusOf(ask(port, "GET", "/api/panel", hostHeader())), 200);
