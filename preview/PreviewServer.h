@@ -1,9 +1,12 @@
 // The preview's HTTP side: serves the embedded page, the current frame and a
 // small JSON API over a Model (the effect session, which lives elsewhere),
-// on one address. Requests whose Host header does not name that address are
-// refused, so that a page from another site cannot reach the API through a
-// name that resolves to the loopback address.
+// on one address. Requests are judged by RequestRules (Host, Origin,
+// Content-Type) before any route sees them, and every client is held to the
+// bounds in HttpLimits.h by the ConnectionGate in front of the routes.
 #pragma once
+
+#include "preview/HttpLimits.h"
+#include "preview/RequestRules.h"
 
 #include <nlohmann/json.hpp>
 
@@ -14,11 +17,11 @@
 #include <stdexcept>
 #include <string>
 
-namespace httplib {
-class Server;
-}
-
 namespace glfxpreview {
+
+class ConnectionGate;
+class RequestRouter;
+struct ListenSocket;
 
 // A request the model cannot take (unknown parameter, value of the wrong
 // kind): answered 400 with the message.
@@ -60,22 +63,10 @@ public:
     virtual void wakeWaiters() = 0;
 };
 
-// HTTP status codes the server answers with.
-namespace status {
-constexpr int kOk = 200;
-constexpr int kAccepted = 202;
-constexpr int kBadRequest = 400;
-constexpr int kForbidden = 403;
-constexpr int kNotFound = 404;
-constexpr int kMethodNotAllowed = 405;
-constexpr int kPayloadTooLarge = 413;
-constexpr int kUnavailable = 503;
-} // namespace status
-
 class PreviewServer {
 public:
-    // Binds `address`:`port` (0: a free port). Throws std::runtime_error when
-    // it cannot bind.
+    // Listens on `address`:`port` (0: a free port). Throws std::runtime_error
+    // "cannot listen on ADDRESS:PORT: REASON" when it cannot.
     PreviewServer(Model& model, const std::string& address, int port);
     ~PreviewServer();
     PreviewServer(const PreviewServer&) = delete;
@@ -84,18 +75,23 @@ public:
     int port() const { return port_; }
     // "http://127.0.0.1:PORT/"
     std::string url() const;
-    // Serves until stop() (from another thread or a signal watcher).
+    // Serves on the calling thread and limits::kWorkers more until stop().
     void run();
+    // Stops at once, whatever the clients do: the listening socket and every
+    // connection are closed, and answers in progress end at their next write.
+    // Any thread.
     void stop();
 
 private:
-    bool hostAllowed(const std::string& host) const;
+    PreviewServer(Model& model, const std::string& address, ListenSocket listening);
     void routes();
 
     Model& model_;
     std::string address_;
     int port_ = 0;
-    std::unique_ptr<httplib::Server> http_; // owned; lives as long as this
+    RequestRules rules_;                    // set up with the port; read by every request
+    std::unique_ptr<RequestRouter> router_; // owned; lives as long as this
+    std::unique_ptr<ConnectionGate> gate_;  // owned; lives as long as this
     std::atomic<bool> stopping_{false};     // set by stop(); event streams end on it
     std::atomic<int> streams_{0};           // event streams open now
 };

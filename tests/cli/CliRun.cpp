@@ -24,13 +24,15 @@ std::string q(const std::string& s)
     return r + "'";
 }
 
-Result glfx(const std::string& args)
+Result glfx(const std::string& args, const std::string& prefix, int limitSeconds)
 {
     char errPath[] = "/tmp/glfx_cli_stderr_XXXXXX";
     const int fd = mkstemp(errPath);
     if (fd >= 0)
         close(fd);
-    const std::string cmd = q(std::string(GLFX_BINARY_DIR) + "/glfx") + " " + args + " 2>" + q(errPath);
+    const std::string limit = limitSeconds > 0 ? "timeout -s KILL " + std::to_string(limitSeconds) + " " : "";
+    const std::string cmd =
+        limit + prefix + q(std::string(GLFX_BINARY_DIR) + "/glfx") + " " + args + " 2>" + q(errPath);
     Result r;
     if (FILE* pipe = popen(cmd.c_str(), "r")) {
         char buf[4096];

@@ -12,8 +12,10 @@ struct Result {
     std::string out, err;
 };
 
-// Runs "glfx ARGS" (the executable in the build folder) through the shell.
-Result glfx(const std::string& args);
+// Runs "glfx ARGS" (the executable in the build folder) through the shell,
+// after the words of `prefix` (a command that runs it, such as setpriv);
+// killed after `limitSeconds` when that is above 0.
+Result glfx(const std::string& args, const std::string& prefix = "", int limitSeconds = 0);
 
 // Whether the plug-in was built beside glfx; tests that need it fail
 // otherwise (it is a target of the same build, so a missing one is a fault).

@@ -2,6 +2,7 @@
 // rendering through the plug-in, driven with an HTTP client; changes and
 // what the plug-in made of them, and bad and hostile requests.
 #include "CliRun.h"
+#include "PreviewProcess.h"
 
 #include <gtest/gtest.h>
 #include <httplib.h>
@@ -10,14 +11,12 @@
 #include <algorithm>
 #include <arpa/inet.h>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <thread>
 #include <tuple>
 #include <unistd.h>
@@ -44,69 +43,6 @@ const char* const kEffect =
     "  gl_FragColor.g = texture2D(in1, gl_TexCoord[0].st).r; }\n";
 
 constexpr int kUiDisabled = 1 << 5;
-
-// A glfx preview process; stopped with SIGINT when the test ends.
-class PreviewProcess {
-public:
-    explicit PreviewProcess(const std::string& args)
-    {
-        int fds[2];
-        if (pipe(fds) != 0)
-            return;
-        pid_ = fork();
-        if (pid_ == 0) {
-            dup2(fds[1], 1);
-            close(fds[0]);
-            execl("/bin/sh", "sh", "-c",
-                  (std::string("exec ") + GLFX_BINARY_DIR + "/glfx preview " + args).c_str(),
-                  static_cast<char*>(nullptr));
-            _exit(127);
-        }
-        close(fds[1]);
-        out_ = fdopen(fds[0], "r");
-        char line[256] = {};
-        if (out_ && std::fgets(line, sizeof line, out_))
-            url_ = line;
-        while (!url_.empty() && url_.back() == '\n')
-            url_.pop_back();
-        const std::size_t colon = url_.rfind(':');
-        if (colon != std::string::npos)
-            port_ = std::atoi(url_.c_str() + colon + 1);
-    }
-    ~PreviewProcess()
-    {
-        if (pid_ > 0 && status_ < 0)
-            stop();
-        if (out_)
-            std::fclose(out_);
-    }
-    // SIGINT, then the exit status (-1 when it did not exit by itself).
-    int stop()
-    {
-        kill(pid_, SIGINT);
-        int st = 0;
-        for (int i = 0; i < 100; ++i) {
-            if (waitpid(pid_, &st, WNOHANG) == pid_) {
-                status_ = WIFEXITED(st) ? WEXITSTATUS(st) : 128 + WTERMSIG(st);
-                return status_;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        }
-        kill(pid_, SIGKILL);
-        waitpid(pid_, &st, 0);
-        status_ = -1;
-        return status_;
-    }
-    const std::string& url() const { return url_; }
-    int port() const { return port_; }
-
-private:
-    pid_t pid_ = -1;
-    FILE* out_ = nullptr;
-    std::string url_;
-    int port_ = 0;
-    int status_ = -1;
-};
 
 Json panelOf(httplib::Client& c)
 {
