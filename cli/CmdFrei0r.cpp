@@ -150,6 +150,7 @@ void addFrei0rCommand(CLI::App& app)
                     throw CommandError("effect file '" + effect +
                                        "' holds a zero byte; it is not a description");
                 text = payload.description;
+                parseDescription(text); // a description that cannot be read gives no module
             }
             const std::string out = o->install ? dir + "/" + nameFromEffect(text) + ".so" : o->output;
             payload.name = moduleName(out);

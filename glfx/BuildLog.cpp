@@ -142,14 +142,17 @@ MappedLog mapBuildLog(const std::string& log, const cglfx& fx, int preambleLines
             seen.push_back(text);
             const std::vector<int>& origin =
                 static_cast<std::size_t>(i) < fx.shaderLines.size() ? fx.shaderLines[i] : kNoLines;
-            const Source s = sourceOf(text, origin, glfxprogram::fragmentOffset(fx, preambleLines));
+            // Measured as built: expanded calls make a line longer.
+            const Source s = sourceOf(glfxprogram::fragmentSourceAsBuilt(fx, i), origin,
+                                      glfxprogram::fragmentOffset(fx, preambleLines));
             if (fitsAll(s)) {
                 out.pass = i;
                 chosen = s;
             }
         }
         if (out.pass < 0) {
-            const Source v = sourceOf(fx.vertex, fx.vertexLines, glfxprogram::vertexOffset(fx));
+            const Source v =
+                sourceOf(glfxprogram::vertexSourceAsBuilt(fx), fx.vertexLines, glfxprogram::vertexOffset(fx));
             if (fitsAll(v)) {
                 out.pass = 0;
                 out.vertex = true;

@@ -31,6 +31,13 @@ std::string vertexText(const cglfx& fx)
            glfxisf::convertSource(fx.vertex) + glfxisf::vertexInitFunction(fx);
 }
 
+std::string fragmentSourceAsBuilt(const cglfx& fx, int pass)
+{
+    return isf(fx) ? glfxisf::convertSource(fx.passSource(pass)) : fx.passSource(pass);
+}
+
+std::string vertexSourceAsBuilt(const cglfx& fx) { return isf(fx) ? glfxisf::convertSource(fx.vertex) : fx.vertex; }
+
 int fragmentOffset(const cglfx& fx, int defineLines)
 {
     if (!isf(fx))

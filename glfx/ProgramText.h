@@ -20,6 +20,11 @@ std::string fragmentText(const cglfx& fx, int pass, const std::string& defines);
 // isf_vertShaderInit after it.
 std::string vertexText(const cglfx& fx);
 
+// A pass's source and the vertex source as they stand in those texts (the
+// ISF dialect expands IMG_* calls in place, lines kept).
+std::string fragmentSourceAsBuilt(const cglfx& fx, int pass);
+std::string vertexSourceAsBuilt(const cglfx& fx);
+
 // Lines before the first source line in those texts; `defineLines` is the
 // number of definitions.
 int fragmentOffset(const cglfx& fx, int defineLines);
