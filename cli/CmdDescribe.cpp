@@ -1,7 +1,7 @@
 // glfx describe [--effect FILE]: the parsed description as JSON.
 #include "cli/Commands.h"
-#include "cli/EffectFile.h"
 #include "cli/DescribeJson.h"
+#include "cli/EffectFile.h"
 #include "cli/EffectHost.h"
 #include "cli/HostParamsJson.h"
 

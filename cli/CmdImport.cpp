@@ -71,13 +71,15 @@ void addImportCommand(CLI::App& app)
                   ".glfx description: its inputs as parameters, its passes, targets and imported images, its "
                   "shaders as written (dialect=isf)");
     cmd->add_option("FILE", o->input, "ISF fragment shader (.fs)")->required()->check(CLI::ExistingFile);
-    cmd->add_option("-o,--output", o->output, "Description to write (default: FILE with the extension .glfx)");
+    cmd->add_option("-o,--output", o->output,
+                    "Description to write (default: FILE with the extension .glfx)");
     cmd->add_option("--vertex", o->vertex,
                     "ISF vertex shader to use (default: FILE.vs beside FILE.fs when it exists)");
     cmd->callback([o]() {
         std::string text = effectFileText(o->input);
         if (!glfxisf::isBundle(text))
-            throw CommandError("'" + o->input + "' is not an ISF shader (it does not begin with /*{ ... }*/)");
+            throw CommandError("'" + o->input +
+                               "' is not an ISF shader (it does not begin with /*{ ... }*/)");
         if (!o->vertex.empty()) {
             glfxisf::Bundle b;
             std::string why;
@@ -89,7 +91,8 @@ void addImportCommand(CLI::App& app)
         }
         const std::unique_ptr<cglfx> fx = parseDescription(text);
         const std::string output = o->output.empty() ? replaceExtension(o->input, ".glfx") : o->output;
-        struct stat in {}, out {};
+        struct stat in {
+        }, out{};
         if (stat(o->input.c_str(), &in) == 0 && stat(output.c_str(), &out) == 0 && in.st_ino == out.st_ino &&
             in.st_dev == out.st_dev)
             throw CommandError("'" + output + "' is the ISF file itself; name another output with -o");
@@ -100,7 +103,8 @@ void addImportCommand(CLI::App& app)
                 if (!i.path.empty() && i.path[0] != '/')
                     i.path = fx->baseDir + i.path;
         const std::size_t slash = o->input.rfind('/');
-        writeFile(output, glfxwrite::writeGlfx(*fx, slash == std::string::npos ? o->input : o->input.substr(slash + 1)));
+        writeFile(output, glfxwrite::writeGlfx(*fx, slash == std::string::npos ? o->input
+                                                                               : o->input.substr(slash + 1)));
     });
 }
 

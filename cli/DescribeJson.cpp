@@ -9,11 +9,20 @@ namespace {
 json settingsJson(const glfxsettings& s)
 {
     return json{
-        {"name", s.name},           {"description", s.description}, {"category", s.category},
-        {"matchname", s.matchname}, {"version", s.version},         {"interp", s.interp},
-        {"repeat", s.repeat},       {"params", s.params},           {"cellsx", s.cellsx},
-        {"cellsy", s.cellsy},       {"layers", s.layerCount},       {"fast", s.fast},
-        {"shaders", s.shaders},     {"noinput", s.noinput},
+        {"name", s.name},
+        {"description", s.description},
+        {"category", s.category},
+        {"matchname", s.matchname},
+        {"version", s.version},
+        {"interp", s.interp},
+        {"repeat", s.repeat},
+        {"params", s.params},
+        {"cellsx", s.cellsx},
+        {"cellsy", s.cellsy},
+        {"layers", s.layerCount},
+        {"fast", s.fast},
+        {"shaders", s.shaders},
+        {"noinput", s.noinput},
         {"dialect", s.dialect == glfxdialect::kIsf ? "isf" : "glfx"},
         {"preroll", s.preroll},
     };
@@ -52,10 +61,11 @@ json passSpecJson(const cglfx& fx, int p)
     const glfxpass& s = static_cast<std::size_t>(p) < fx.passes.size() ? fx.passes[p] : plain;
     json samplers = json::array();
     for (int k = 0; k < glfxlimits::kMaxInputs; ++k) {
-        const bool named = static_cast<std::size_t>(p) < fx.samplerNames.size() && !fx.samplerNames[p][k].empty();
+        const bool named =
+            static_cast<std::size_t>(p) < fx.samplerNames.size() && !fx.samplerNames[p][k].empty();
         samplers.push_back(named ? fx.samplerNames[p][k] : "in" + std::to_string(k));
     }
-    return json{{"target", s.target},     {"width", s.width}, {"height", s.height},
+    return json{{"target", s.target},         {"width", s.width},       {"height", s.height},
                 {"persistent", s.persistent}, {"float", s.floatTarget}, {"line", s.line},
                 {"samplers", samplers}};
 }

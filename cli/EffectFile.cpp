@@ -59,9 +59,8 @@ std::string vertexFileOf(const std::string& path)
 {
     const std::size_t slash = path.rfind('/');
     const std::size_t dot = path.rfind('.');
-    const std::string stem = dot == std::string::npos || (slash != std::string::npos && dot < slash)
-                                 ? path
-                                 : path.substr(0, dot);
+    const std::string stem =
+        dot == std::string::npos || (slash != std::string::npos && dot < slash) ? path : path.substr(0, dot);
     return stem + ".vs";
 }
 

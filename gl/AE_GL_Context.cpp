@@ -98,8 +98,9 @@ int AE_GL_Context::InitGL(std::string preamble, bool createTextures)
         const int passes = passCount(description);
         for (int i = 0; i < passes; ++i) {
             const std::string vertexSource = glfxprogram::vertexText(*description);
-            const std::string fragmentSource =
-                description->shaders.empty() ? std::string() : glfxprogram::fragmentText(*description, i, preamble);
+            const std::string fragmentSource = description->shaders.empty()
+                                                   ? std::string()
+                                                   : glfxprogram::fragmentText(*description, i, preamble);
             const GLuint program = glCreateProgram();
             programs[i] = program;
             shaderAttach(program, GL_VERTEX_SHADER, vertexSource, log);

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "gl/EffectData.h"
-#include "gl/GlobalGLContext.h"
 #include "gl/GlApi.h"
+#include "gl/GlobalGLContext.h"
 #include "gl/IsfUniforms.h"
 #include "glfx/Cglfx.h"
 

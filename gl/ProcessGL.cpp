@@ -109,7 +109,8 @@ bool AE_GL_Context::ProcessGL(EffectData* data, int format, int type)
         const glfxsettings& s = description->settings;
         const GLint filter = GL_NEAREST + std::clamp(s.interp, 0, 1);
         // ISF images clamp to their edge pixels, as its hosts do.
-        const GLint wrap = s.dialect == glfxdialect::kIsf ? GL_CLAMP_TO_EDGE : GL_CLAMP + std::clamp(s.repeat, 0, 1);
+        const GLint wrap =
+            s.dialect == glfxdialect::kIsf ? GL_CLAMP_TO_EDGE : GL_CLAMP + std::clamp(s.repeat, 0, 1);
         GLint maxSize = 0;
         glGetIntegerv(GL_MAX_TEXTURE_SIZE, &maxSize);
         if (W > maxSize || H > maxSize)
@@ -129,7 +130,8 @@ bool AE_GL_Context::ProcessGL(EffectData* data, int format, int type)
         // ISF passes see their inputs bottom row first.
         const bool isf = s.dialect == glfxdialect::kIsf;
         for (int i = 0; isf && i < layers; ++i)
-            if (flipInto(gl.framebuffer, inputTextures[i], spareTexture, data->layerWidth[i], data->layerHeight[i]))
+            if (flipInto(gl.framebuffer, inputTextures[i], spareTexture, data->layerWidth[i],
+                         data->layerHeight[i]))
                 std::swap(inputTextures[i], spareTexture);
         // The product is taken in double and rounded once: a float product
         // would be off by one unit in the last place for about a third of
@@ -179,9 +181,9 @@ bool AE_GL_Context::ProcessGL(EffectData* data, int format, int type)
                 glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, filter);
                 glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, wrap);
                 glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, wrap);
-                glUniform1i(
-                    glGetUniformLocation(program, samplerUniform(*description, p, slot, inputNames[slot]).c_str()),
-                    slot);
+                glUniform1i(glGetUniformLocation(
+                                program, samplerUniform(*description, p, slot, inputNames[slot]).c_str()),
+                            slot);
             }
 
             glUniform1i(glGetUniformLocation(program, "shadernum"), p);

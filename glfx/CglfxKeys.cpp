@@ -101,9 +101,11 @@ void passKey(cglfx& fx, int pass, const std::string& key, const std::string& val
         p.persistent = flag(value);
     else if (key == "float")
         p.floatTarget = flag(value);
-    else if (startsWith(key, "sampler") && key.size() > 7 && std::isdigit(static_cast<unsigned char>(key[7]))) {
+    else if (startsWith(key, "sampler") && key.size() > 7 &&
+             std::isdigit(static_cast<unsigned char>(key[7]))) {
         const int slot = std::atoi(key.c_str() + 7);
-        if (slot >= 0 && slot < glfxlimits::kMaxInputs && static_cast<std::size_t>(pass) < fx.samplerNames.size())
+        if (slot >= 0 && slot < glfxlimits::kMaxInputs &&
+            static_cast<std::size_t>(pass) < fx.samplerNames.size())
             fx.samplerNames[static_cast<std::size_t>(pass)][static_cast<std::size_t>(slot)] = value;
     }
 }

@@ -177,8 +177,8 @@ private:
     glfxsettings& set_;
     std::string section_;
     glfxkeys::Pending pending_; // routes to images and audio inputs, resolved at the end
-    int current_ = -1;   // current parameter index
-    int presetPar_ = -1; // controlling parameter of the current preset
+    int current_ = -1;          // current parameter index
+    int presetPar_ = -1;        // controlling parameter of the current preset
     int presetNumber_ = -1;
 };
 

@@ -33,7 +33,10 @@ constexpr int importOf(int n) { return -(kImportBase + n); }
 constexpr bool isImport(int entry) { return entry <= -kImportBase && entry > -kAudioBase; }
 constexpr int importIndex(int entry) { return -entry - kImportBase; }
 constexpr int audioOf(int param) { return -(kAudioBase + param); }
-constexpr bool isAudio(int entry) { return entry <= -kAudioBase && entry > -(kAudioBase + glfxlimits::kMaxParams); }
+constexpr bool isAudio(int entry)
+{
+    return entry <= -kAudioBase && entry > -(kAudioBase + glfxlimits::kMaxParams);
+}
 constexpr int audioParam(int entry) { return -entry - kAudioBase; }
 // Sources a routing line may name: passes and layers below this.
 constexpr int kSourceLimit = glfxlimits::kMaxInputs + 1;

@@ -199,7 +199,8 @@ std::string writeGlfx(const cglfx& fx, const std::string& origin)
             writeSource(out, fx.passSource(p));
     }
     // The vertex shader the reader supplies itself is left out.
-    const bool ownVertex = std::any_of(fx.vertexLines.begin(), fx.vertexLines.end(), [](int l) { return l > 0; });
+    const bool ownVertex =
+        std::any_of(fx.vertexLines.begin(), fx.vertexLines.end(), [](int l) { return l > 0; });
     if (ownVertex) {
         out << "\n[vs]\n";
         writeSource(out, fx.vertex);

@@ -33,8 +33,8 @@ void numbers(const glfxjson::Value& v, const std::string& where, int least, int 
     if (v.kind != glfxjson::Kind::kArray || static_cast<int>(v.items.size()) < least ||
         static_cast<int>(v.items.size()) > count)
         throw error(v, where + " should be an array of " +
-                           (least == count ? std::to_string(count) : std::to_string(least) + " or " +
-                                                                         std::to_string(count)) +
+                           (least == count ? std::to_string(count)
+                                           : std::to_string(least) + " or " + std::to_string(count)) +
                            " numbers");
     for (std::size_t i = 0; i < v.items.size(); ++i)
         out[i] = static_cast<float>(number(v.items[i], where + "[" + std::to_string(i) + "]"));
@@ -85,7 +85,8 @@ void longParam(const glfxjson::Value& in, const std::string& where, glfxpar& p)
         if (values->kind != glfxjson::Kind::kArray || values->items.empty())
             throw error(*values, where + " VALUES should be an array of numbers");
         for (std::size_t i = 0; i < values->items.size() && v.size() < kMaxItems; ++i)
-            v.push_back(static_cast<float>(number(values->items[i], where + " VALUES[" + std::to_string(i) + "]")));
+            v.push_back(
+                static_cast<float>(number(values->items[i], where + " VALUES[" + std::to_string(i) + "]")));
     } else {
         const glfxjson::Value* min = in.find("MIN");
         const glfxjson::Value* max = in.find("MAX");
@@ -94,7 +95,8 @@ void longParam(const glfxjson::Value& in, const std::string& where, glfxpar& p)
         const long lo = std::lround(number(*min, where + " MIN"));
         const long hi = std::lround(number(*max, where + " MAX"));
         if (hi < lo || hi - lo >= kMaxItems)
-            throw error(*max, where + " MIN..MAX should hold 1 to " + std::to_string(kMaxItems) + " whole numbers");
+            throw error(*max,
+                        where + " MIN..MAX should hold 1 to " + std::to_string(kMaxItems) + " whole numbers");
         for (long k = lo; k <= hi; ++k)
             v.push_back(static_cast<float>(k));
     }
@@ -205,8 +207,7 @@ bool isIdentifier(const std::string& s)
 {
     if (s.empty() || std::isdigit(static_cast<unsigned char>(s[0])))
         return false;
-    return std::all_of(s.begin(), s.end(),
-                       [](unsigned char c) { return std::isalnum(c) || c == '_'; });
+    return std::all_of(s.begin(), s.end(), [](unsigned char c) { return std::isalnum(c) || c == '_'; });
 }
 
 void inputParam(const glfxjson::Value& in, const std::string& type, const std::string& where, glfxpar& p)

@@ -76,7 +76,10 @@ private:
         case '{': return object(v, depth);
         case '[': return array(v, depth);
         case '"': v.kind = Kind::kString; return string(v.text);
-        case 't': v.kind = Kind::kBool; v.boolean = true; return literal("true");
+        case 't':
+            v.kind = Kind::kBool;
+            v.boolean = true;
+            return literal("true");
         case 'f': v.kind = Kind::kBool; return literal("false");
         case 'n': v.kind = Kind::kNull; return literal("null");
         default:

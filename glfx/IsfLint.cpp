@@ -14,7 +14,8 @@ std::vector<Diagnostic> isfLint(const std::string& text)
         out.push_back({Severity::kWarning, n.line, n.code, n.message});
     if (!failure.what.empty())
         out.push_back({Severity::kError, failure.line, code::kIsfHeader, failure.what});
-    std::stable_sort(out.begin(), out.end(), [](const Diagnostic& a, const Diagnostic& b) { return a.line < b.line; });
+    std::stable_sort(out.begin(), out.end(),
+                     [](const Diagnostic& a, const Diagnostic& b) { return a.line < b.line; });
     return out;
 }
 

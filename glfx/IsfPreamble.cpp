@@ -42,7 +42,8 @@ std::pair<std::size_t, std::size_t> versionDirective(const std::string& source)
     return {std::string::npos, std::string::npos};
 }
 
-const char* const kCalls[] = {"IMG_THIS_NORM_PIXEL", "IMG_THIS_PIXEL", "IMG_NORM_PIXEL", "IMG_PIXEL", "IMG_SIZE"};
+const char* const kCalls[] = {"IMG_THIS_NORM_PIXEL", "IMG_THIS_PIXEL", "IMG_NORM_PIXEL", "IMG_PIXEL",
+                              "IMG_SIZE"};
 
 // An IMG_* call at `at`: its name, and the position just past its name
 // (before the parenthesis); empty when none starts there.
@@ -124,8 +125,8 @@ std::string expand(const std::string& s)
         }
         // Line breaks inside the call stay, so that lines keep their numbers.
         const std::string span = s.substr(i, end - i);
-        const auto breaks = std::count(span.begin(), span.end(), '\n') -
-                            std::count(with.begin(), with.end(), '\n');
+        const auto breaks =
+            std::count(span.begin(), span.end(), '\n') - std::count(with.begin(), with.end(), '\n');
         out += with;
         out.append(static_cast<std::size_t>(std::max<std::ptrdiff_t>(breaks, 0)), '\n');
         i = end;
@@ -169,9 +170,9 @@ std::string commonDeclarations(const cglfx& fx)
             ++i; // the next parameter is its second value
     }
     for (const std::string& name : samplerSet(fx))
-        d += "uniform sampler2D " + name + ";\n" + "uniform vec4 _" + name + "_imgRect;\n" + "uniform vec2 _" +
-             name + "_imgSize;\n" + "uniform bool _" + name + "_flip;\n" + "varying vec2 _" + name +
-             "_normTexCoord;\n" + "varying vec2 _" + name + "_texCoord;\n";
+        d += "uniform sampler2D " + name + ";\n" + "uniform vec4 _" + name + "_imgRect;\n" +
+             "uniform vec2 _" + name + "_imgSize;\n" + "uniform bool _" + name + "_flip;\n" +
+             "varying vec2 _" + name + "_normTexCoord;\n" + "varying vec2 _" + name + "_texCoord;\n";
     return d;
 }
 
@@ -319,8 +320,8 @@ std::string vertexInitFunction(const cglfx& fx)
                     "    vec2 isf_fragCoord = floor(isf_FragNormCoord * RENDERSIZE);\n";
     for (const std::string& n : samplerSet(fx))
         f += "    _" + n + "_texCoord = isf_fragCoord / _" + n + "_imgSize * _" + n + "_imgRect.zw + _" + n +
-             "_imgRect.xy;\n" + "    _" + n + "_normTexCoord = isf_FragNormCoord * _" + n + "_imgRect.zw + _" +
-             n + "_imgRect.xy;\n";
+             "_imgRect.xy;\n" + "    _" + n + "_normTexCoord = isf_FragNormCoord * _" + n +
+             "_imgRect.zw + _" + n + "_imgRect.xy;\n";
     return f + "}\n";
 }
 

@@ -59,7 +59,9 @@ Lines sourceLines(const std::string& text, int firstLine, bool upgrade)
 
 int lineAt(const std::string& text, std::size_t pos)
 {
-    return 1 + static_cast<int>(std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(std::min(pos, text.size())), '\n'));
+    return 1 +
+           static_cast<int>(std::count(
+               text.begin(), text.begin() + static_cast<std::ptrdiff_t>(std::min(pos, text.size())), '\n'));
 }
 
 std::string baseName(const std::string& file)
@@ -148,35 +150,40 @@ private:
             open = 3;
         open = fs.find_first_not_of(" \t\r\n", open);
         if (open == std::string::npos || fs.compare(open, 2, "/*") != 0)
-            throw ReadError{1, "no ISF header: the file must begin with a /* ... */ comment holding a JSON object"};
+            throw ReadError{
+                1, "no ISF header: the file must begin with a /* ... */ comment holding a JSON object"};
         const std::size_t close = fs.find("*/", open + 2);
         if (close == std::string::npos)
             throw ReadError{lineAt(fs, open), "the ISF header comment is never closed (no \"*/\")"};
         bodyStart_ = close + 2;
         bodyLine_ = lineAt(fs, close);
-        const glfxjson::ParseResult r = glfxjson::parse(fs.substr(open + 2, close - open - 2), lineAt(fs, open));
+        const glfxjson::ParseResult r =
+            glfxjson::parse(fs.substr(open + 2, close - open - 2), lineAt(fs, open));
         if (!r.ok)
             throw ReadError{r.line, "the ISF header is not JSON: " + r.error + " (column " +
                                         std::to_string(r.column) + ")"};
         for (const auto& n : r.notes)
             note(n.first, "the header's JSON has " + n.second + " (taken, but not JSON)", "isf-json");
         if (r.value.kind != Kind::kObject)
-            throw ReadError{r.value.line, "the ISF header should be a JSON object, not " +
-                                              std::string(r.value.kindName())};
+            throw ReadError{r.value.line,
+                            "the ISF header should be a JSON object, not " + std::string(r.value.kindName())};
         top(r.value);
     }
 
     void top(const Value& top)
     {
-        knownKeys(top, {"ISFVSN", "VSN", "DESCRIPTION", "CREDIT", "CATEGORIES", "INPUTS", "PASSES", "IMPORTED",
-                        "PERSISTENT_BUFFERS"},
+        knownKeys(top,
+                  {"ISFVSN", "VSN", "DESCRIPTION", "CREDIT", "CATEGORIES", "INPUTS", "PASSES", "IMPORTED",
+                   "PERSISTENT_BUFFERS"},
                   "the header");
         set_.dialect = glfxdialect::kIsf;
         set_.name = baseName(file_).substr(0, glfxlimits::kMaxNameLength);
         const Value* vsn = top.find("ISFVSN");
         if (vsn && vsn->kind != Kind::kString && vsn->kind != Kind::kNumber)
             throw ReadError{vsn->line, "ISFVSN should be a string such as \"2.0\""};
-        const std::string vsnText = !vsn ? "" : vsn->kind == Kind::kString ? vsn->text : std::to_string(vsn->number);
+        const std::string vsnText = !vsn                         ? ""
+                                    : vsn->kind == Kind::kString ? vsn->text
+                                                                 : std::to_string(vsn->number);
         // Without ISFVSN a file was written for the first version.
         version1_ = vsnText.empty() || vsnText[0] == '1' || vsnText[0] == '0';
         std::string description;
@@ -264,16 +271,19 @@ private:
                 std::string known;
                 for (int k = 0; k < kInputTypeCount; ++k)
                     known += std::string(k ? ", " : "") + kInputTypes[k];
-                throw ReadError{type->line, where + ": TYPE \"" + t + "\" is not an ISF input type (" + known + ")"};
+                throw ReadError{type->line,
+                                where + ": TYPE \"" + t + "\" is not an ISF input type (" + known + ")"};
             }
-            knownKeys(in, {"NAME", "TYPE", "LABEL", "DEFAULT", "MIN", "MAX", "IDENTITY", "VALUES", "LABELS"}, where);
+            knownKeys(in, {"NAME", "TYPE", "LABEL", "DEFAULT", "MIN", "MAX", "IDENTITY", "VALUES", "LABELS"},
+                      where);
             if (t == "audio" || t == "audioFFT")
                 note(type->line, where + ": audio inputs get no audio yet (their texture stays empty)",
                      "isf-unhonoured");
             if (t == "point2D" && !(in.find("MIN") && in.find("MAX")) && in.find("DEFAULT"))
                 note(type->line,
-                     where + ": a point2D without MIN and MAX takes its DEFAULT as pixels of a 1920x1080 frame, "
-                             "scaled to the frame rendered",
+                     where +
+                         ": a point2D without MIN and MAX takes its DEFAULT as pixels of a 1920x1080 frame, "
+                         "scaled to the frame rendered",
                      "isf-point");
             if (t == "image" && n == input) {
                 images_.insert(images_.begin(), Sampler{n, glfxroute::layer(0), name->line});
@@ -281,7 +291,8 @@ private:
             }
             if (set_.params >= glfxlimits::kMaxParams)
                 throw ReadError{in.line, where + ": more inputs than the " +
-                                             std::to_string(glfxlimits::kMaxParams - 1) + " an effect can have"};
+                                             std::to_string(glfxlimits::kMaxParams - 1) +
+                                             " an effect can have"};
             const int index = set_.params++;
             glfxpar& p = fx_.par[index];
             p.uniform = n;
@@ -325,8 +336,10 @@ private:
             p.line = d.line;
             if (const Value* t = d.find("TARGET")) {
                 p.target = text(*t, where + " TARGET");
-                if (std::any_of(out.begin(), out.end(), [&](const glfxpass& q) { return q.target == p.target; }))
-                    throw ReadError{t->line, where + ": TARGET \"" + p.target + "\" is rendered by an earlier pass too"};
+                if (std::any_of(out.begin(), out.end(),
+                                [&](const glfxpass& q) { return q.target == p.target; }))
+                    throw ReadError{t->line, where + ": TARGET \"" + p.target +
+                                                 "\" is rendered by an earlier pass too"};
                 claim(p.target, t->line, where + " TARGET");
             }
             if (const Value* w = d.find("WIDTH"))
@@ -345,7 +358,8 @@ private:
         for (std::size_t i = 0; i < defs.size(); ++i) {
             const std::string where = "PASSES[" + std::to_string(i) + "]";
             if (!out[i].width.empty() || !out[i].height.empty())
-                note(out[i].line, where + " renders at the frame's size: WIDTH and HEIGHT are not honoured yet",
+                note(out[i].line,
+                     where + " renders at the frame's size: WIDTH and HEIGHT are not honoured yet",
                      "isf-unhonoured");
             if (out[i].persistent)
                 note(out[i].line,
@@ -368,9 +382,11 @@ private:
         if (!buffers)
             return;
         auto apply = [&](const std::string& name, const Value* spec, int line) {
-            auto it = std::find_if(out.begin(), out.end(), [&](const glfxpass& p) { return p.target == name; });
+            auto it =
+                std::find_if(out.begin(), out.end(), [&](const glfxpass& p) { return p.target == name; });
             if (it == out.end()) {
-                note(line, "PERSISTENT_BUFFERS names \"" + name + "\", which no pass renders to", "isf-buffer");
+                note(line, "PERSISTENT_BUFFERS names \"" + name + "\", which no pass renders to",
+                     "isf-buffer");
                 return;
             }
             it->persistent = true;
@@ -407,7 +423,8 @@ private:
                 throw ReadError{spec.line, where + " has no PATH"};
             const int n = static_cast<int>(fx_.imports.size());
             fx_.imports.push_back({name, text(*path, where + " PATH"), spec.line});
-            note(spec.line, where + ": imported images are not loaded yet (it samples as black)", "isf-unhonoured");
+            note(spec.line, where + ": imported images are not loaded yet (it samples as black)",
+                 "isf-unhonoured");
             imports_.push_back({name, glfxroute::importOf(n), spec.line});
         };
         if (list->kind == Kind::kObject) {
@@ -469,7 +486,8 @@ private:
         } else {
             checkVaryings(fs);
             fx_.vertex = defaultVertexMain();
-            fx_.vertexLines.assign(static_cast<std::size_t>(std::count(fx_.vertex.begin(), fx_.vertex.end(), '\n')) + 1, 0);
+            fx_.vertexLines.assign(
+                static_cast<std::size_t>(std::count(fx_.vertex.begin(), fx_.vertex.end(), '\n')) + 1, 0);
         }
     }
 
@@ -489,12 +507,14 @@ private:
             name = name.substr(0, semi);
             while (!name.empty() && (name.back() == ' ' || name.back() == '\t'))
                 name.pop_back();
-            name = name.substr(name.find_last_of(" \t") == std::string::npos ? 0 : name.find_last_of(" \t") + 1);
+            name =
+                name.substr(name.find_last_of(" \t") == std::string::npos ? 0 : name.find_last_of(" \t") + 1);
             if (isIsfVarying(name))
                 continue;
             const std::string vs = baseName(file_) + ".vs";
-            throw ReadError{fs.origin[k], "the varying \"" + name + "\" needs a vertex shader to write it, and " +
-                                              vs + " was not found beside " + file_};
+            throw ReadError{fs.origin[k], "the varying \"" + name +
+                                              "\" needs a vertex shader to write it, and " + vs +
+                                              " was not found beside " + file_};
         }
     }
 
@@ -506,7 +526,8 @@ private:
             if (use.inDefine || samplers_.count(use.name))
                 continue;
             throw ReadError{fs.origin[static_cast<std::size_t>(use.line - 1)],
-                            use.call + "(" + use.name + ", ...) names no image input, pass TARGET or IMPORTED image"};
+                            use.call + "(" + use.name +
+                                ", ...) names no image input, pass TARGET or IMPORTED image"};
         }
     }
 
@@ -536,9 +557,17 @@ void reset(cglfx& fx)
 
 bool isBuiltinName(const std::string& name)
 {
-    static const std::set<std::string> names = {"TIME",       "TIMEDELTA",  "FRAMEINDEX",      "DATE",
-                                                "RENDERSIZE", "PASSINDEX",  "isf_FragNormCoord", "isf_FragCoord",
-                                                "isf_vertShaderInit", "gl_FragColor", "main"};
+    static const std::set<std::string> names = {"TIME",
+                                                "TIMEDELTA",
+                                                "FRAMEINDEX",
+                                                "DATE",
+                                                "RENDERSIZE",
+                                                "PASSINDEX",
+                                                "isf_FragNormCoord",
+                                                "isf_FragCoord",
+                                                "isf_vertShaderInit",
+                                                "gl_FragColor",
+                                                "main"};
     return names.count(name) > 0 || name.compare(0, 3, "gl_") == 0;
 }
 
@@ -548,7 +577,8 @@ void read(const std::string& text, cglfx& fx)
     try {
         reader.run(text);
     } catch (const ReadError& e) {
-        fx.loadError = reader.file() + (e.line > 0 ? ":" + std::to_string(e.line) : std::string()) + ": " + e.what;
+        fx.loadError =
+            reader.file() + (e.line > 0 ? ":" + std::to_string(e.line) : std::string()) + ": " + e.what;
         reset(fx);
     }
 }

@@ -55,28 +55,27 @@ int lineAt(const std::string& text, std::size_t pos)
 const std::set<std::string>& settingsKeys()
 {
     static const std::set<std::string> keys = {
-        "name",   "description", "category",   "uniqueid", "matchname", "version", "fast",   "interp",
-        "repeat", "edge_repeat", "edgeRepeat", "params",   "shaders",   "noinput", "cellsx", "cellsy",
-        "dialect", "preroll"};
+        "name",    "description", "category", "uniqueid",    "matchname",  "version",
+        "fast",    "interp",      "repeat",   "edge_repeat", "edgeRepeat", "params",
+        "shaders", "noinput",     "cellsx",   "cellsy",      "dialect",    "preroll"};
     return keys;
 }
 
 const std::set<std::string>& paramKeys()
 {
     static const std::set<std::string> keys = {
-        "name",   "display", "name0",  "name1",   "name2",       "name3",  "name4",      "param", "text",
-        "popup",  "type",    "time",   "default", "disabled",    "hidden", "visibility", "group", "group0",
-        "group1", "group2",  "group3", "group4",  "groupswitch", "min",    "max",        "flags",
-        "values", "space",   "range"};
+        "name",  "display", "name0",  "name1",  "name2",   "name3",    "name4",       "param",
+        "text",  "popup",   "type",   "time",   "default", "disabled", "hidden",      "visibility",
+        "group", "group0",  "group1", "group2", "group3",  "group4",   "groupswitch", "min",
+        "max",   "flags",   "values", "space",  "range"};
     return keys;
 }
 
 const std::set<std::string>& typeWords()
 {
-    static const std::set<std::string> words = {"float", "int",    "none",        "check",
-                                                "popup", "layer",  "color",       "angle",
-                                                "point", "float2", "topic_start", "topic_end",
-                                                "event", "audio",  "audiofft",    "color4"};
+    static const std::set<std::string> words = {
+        "float", "int",    "none",        "check",     "popup", "layer", "color",    "angle",
+        "point", "float2", "topic_start", "topic_end", "event", "audio", "audiofft", "color4"};
     return words;
 }
 
@@ -250,7 +249,8 @@ void Linter::keyLine(const std::string& key, const std::string& value, int line)
     if (startsWith(section_, "pass")) {
         static const std::set<std::string> keys = {"target", "width", "height", "persistent", "float"};
         if (!keys.count(key) && !(startsWith(key, "sampler") && allDigits(key.substr(7))))
-            add(Severity::kWarning, line, code::kUnknownKey, "unknown key '" + key + "' in [" + section_ + "]");
+            add(Severity::kWarning, line, code::kUnknownKey,
+                "unknown key '" + key + "' in [" + section_ + "]");
         return;
     }
     if (section_ == "routing") {
@@ -383,8 +383,7 @@ void Linter::shaderUniforms()
         const glfxpar& p = fx_->par[i];
         fed.insert(p.uniform);
         const bool noValue = p.type == GLFX_LAYER || p.type == GLFX_AUDIO || p.type == GLFX_AUDIOFFT ||
-                             p.type == GLFX_NONE || p.type == GLFX_TOPIC_START ||
-                             p.type == GLFX_TOPIC_END ||
+                             p.type == GLFX_NONE || p.type == GLFX_TOPIC_START || p.type == GLFX_TOPIC_END ||
                              (p.type == GLFX_POPUP && p.flags == glfxflags::kPreset);
         const bool secondOfPair = i > 0 && fx_->par[i - 1].type == GLFX_FLOAT2;
         // A parameter never described (a gap in the numbering) has no uniform.

@@ -34,4 +34,7 @@ inline bool operator==(const glfxpass& a, const glfxpass& b)
            a.persistent == b.persistent && a.floatTarget == b.floatTarget;
 }
 
-inline bool operator==(const glfximport& a, const glfximport& b) { return a.name == b.name && a.path == b.path; }
+inline bool operator==(const glfximport& a, const glfximport& b)
+{
+    return a.name == b.name && a.path == b.path;
+}

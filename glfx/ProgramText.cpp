@@ -36,7 +36,10 @@ std::string fragmentSourceAsBuilt(const cglfx& fx, int pass)
     return isf(fx) ? glfxisf::convertSource(fx.passSource(pass)) : fx.passSource(pass);
 }
 
-std::string vertexSourceAsBuilt(const cglfx& fx) { return isf(fx) ? glfxisf::convertSource(fx.vertex) : fx.vertex; }
+std::string vertexSourceAsBuilt(const cglfx& fx)
+{
+    return isf(fx) ? glfxisf::convertSource(fx.vertex) : fx.vertex;
+}
 
 int fragmentOffset(const cglfx& fx, int defineLines)
 {

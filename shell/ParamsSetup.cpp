@@ -33,8 +33,9 @@ PF_Fixed fixedPercent(float fraction)
 {
     if (std::isnan(fraction))
         return 0;
-    const double percent = std::clamp(static_cast<double>(fraction) * 100.0, -double(glfxlimits::kMaxPointPercent),
-                                      double(glfxlimits::kMaxPointPercent));
+    const double percent =
+        std::clamp(static_cast<double>(fraction) * 100.0, -double(glfxlimits::kMaxPointPercent),
+                   double(glfxlimits::kMaxPointPercent));
     return static_cast<PF_Fixed>(std::lround(percent * 65536.0));
 }
 

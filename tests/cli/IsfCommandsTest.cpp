@@ -16,7 +16,10 @@ using namespace clitest;
 
 namespace {
 
-std::string dataPath(const std::string& name) { return std::string(GLFX_SOURCE_DIR) + "/tests/data/isf/" + name; }
+std::string dataPath(const std::string& name)
+{
+    return std::string(GLFX_SOURCE_DIR) + "/tests/data/isf/" + name;
+}
 
 int lineCount(const std::string& s)
 {
@@ -39,8 +42,9 @@ const BadFile kBadFiles[] = {
      "2: INPUTS[0] \"amount\" has no TYPE"},
     {"unknown TYPE", "/*{\"INPUTS\": [\n{\"NAME\": \"amount\",\n \"TYPE\": \"slider\"}]}*/\nvoid main() {}\n",
      "3: INPUTS[0] \"amount\": TYPE \"slider\" is not an ISF input type"},
-    {"unknown target", "/*{\"PASSES\": [{\"TARGET\": \"a\"}, {}]}*/\nvoid main()\n{\n"
-                       "    gl_FragColor = IMG_THIS_PIXEL(b);\n}\n",
+    {"unknown target",
+     "/*{\"PASSES\": [{\"TARGET\": \"a\"}, {}]}*/\nvoid main()\n{\n"
+     "    gl_FragColor = IMG_THIS_PIXEL(b);\n}\n",
      "4: IMG_THIS_PIXEL(b, ...) names no image input, pass TARGET or IMPORTED image"},
     {"missing .vs", "/*{}*/\nvarying vec2 pos;\nvoid main() { gl_FragColor = vec4(pos, 0.0, 1.0); }\n",
      "2: the varying \"pos\" needs a vertex shader to write it"},
@@ -83,8 +87,9 @@ TEST(IsfCommands, BuildFailuresPointAtTheShaderFiles)
     NEED_PLUGIN();
     Scratch dir;
     // Line 6 of the .fs, and line 4 of the .vs.
-    const std::string fs = dir.write("broken.fs", "/*{\n  \"INPUTS\": [{\"NAME\": \"inputImage\", \"TYPE\": \"image\"}]\n}*/\n"
-                                                  "void main()\n{\n    gl_FragColor = IMG_THIS_PIXEL(inputImage) * nothing;\n}\n");
+    const std::string fs = dir.write(
+        "broken.fs", "/*{\n  \"INPUTS\": [{\"NAME\": \"inputImage\", \"TYPE\": \"image\"}]\n}*/\n"
+                     "void main()\n{\n    gl_FragColor = IMG_THIS_PIXEL(inputImage) * nothing;\n}\n");
     const Result r = glfx("render --effect " + q(fs) + " --size 16x16 -o " + q(dir.path("out.png")));
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.err.rfind("glfx: shader build failed in pass 0\n", 0), 0u) << r.err;
@@ -92,7 +97,8 @@ TEST(IsfCommands, BuildFailuresPointAtTheShaderFiles)
     EXPECT_FALSE(std::ifstream(dir.path("out.png")).good());
 
     const std::string good = dir.write("moved.fs", "/*{}*/\nvoid main() { gl_FragColor = vec4(1.0); }\n");
-    dir.write("moved.vs", "void main()\n{\n    isf_vertShaderInit();\n    gl_Position.x += undefinedShift;\n}\n");
+    dir.write("moved.vs",
+              "void main()\n{\n    isf_vertShaderInit();\n    gl_Position.x += undefinedShift;\n}\n");
     const Result v = glfx("render --effect " + q(good) + " --size 16x16 -o " + q(dir.path("out.png")));
     EXPECT_EQ(v.status, 1);
     EXPECT_NE(v.err.find("in the vertex shader of pass 0"), std::string::npos) << v.err;
@@ -113,9 +119,9 @@ TEST(IsfCommands, ImportedDescriptionRendersTheSamePixels)
         const char* file;
         std::string args;
     };
-    for (const Case& c : {Case{"values.fs", "--set channel=Blue --set tint=0.1,0.2,0.3,0.4"},
-                          Case{"varyings.fs", "--set shift=0.25"}, Case{"multipass.fs", ""},
-                          Case{"version1.fs", ""}}) {
+    for (const Case& c :
+         {Case{"values.fs", "--set channel=Blue --set tint=0.1,0.2,0.3,0.4"},
+          Case{"varyings.fs", "--set shift=0.25"}, Case{"multipass.fs", ""}, Case{"version1.fs", ""}}) {
         SCOPED_TRACE(c.file);
         const std::string glfxFile = dir.path(std::string(c.file) + ".glfx");
         const Result imp = glfx("import " + q(dataPath(c.file)) + " -o " + q(glfxFile));
@@ -179,9 +185,10 @@ TEST(IsfCommands, DateIsToday)
 {
     NEED_PLUGIN();
     Scratch dir;
-    const std::string fs = dir.write("date.fs", "/*{}*/\nvoid main()\n{\n"
-                                                "    gl_FragColor = vec4((DATE.x - 2000.0) / 255.0, DATE.y / 255.0, "
-                                                "DATE.z / 255.0, 1.0);\n}\n");
+    const std::string fs =
+        dir.write("date.fs", "/*{}*/\nvoid main()\n{\n"
+                             "    gl_FragColor = vec4((DATE.x - 2000.0) / 255.0, DATE.y / 255.0, "
+                             "DATE.z / 255.0, 1.0);\n}\n");
     const std::time_t before = std::time(nullptr);
     const Result r = glfx("render --effect " + q(fs) + " --size 4x4 -o " + q(dir.path("d.png")));
     ASSERT_EQ(r.status, 0) << r.err;

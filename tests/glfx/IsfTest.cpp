@@ -134,10 +134,10 @@ TEST(Isf, ImagesTransitionsAndGenerators)
         int noinput, layers;
         std::vector<std::string> samplers;
     };
-    for (const Case& c : {Case{"images.fs", 0, 2, {"inputImage", "overlay"}},
-                          Case{"transition.fs", 0, 2, {"startImage", "endImage"}},
-                          Case{"builtins.fs", 1, 1, {}},
-                          Case{"multipass.fs", 0, 1, {"inputImage", "across", "down"}}}) {
+    for (const Case& c :
+         {Case{"images.fs", 0, 2, {"inputImage", "overlay"}},
+          Case{"transition.fs", 0, 2, {"startImage", "endImage"}}, Case{"builtins.fs", 1, 1, {}},
+          Case{"multipass.fs", 0, 1, {"inputImage", "across", "down"}}}) {
         SCOPED_TRACE(c.file);
         const auto fx = readIsf(dataFile(c.file));
         ASSERT_EQ(fx->loadError, "");
@@ -212,16 +212,18 @@ TEST(Isf, Version1IsUpgraded)
     EXPECT_NE(fx->passSource(1).find("isf_FragNormCoord"), std::string::npos);
 
     // The object form carries the buffer's size and format to its pass.
-    const auto sized = readIsf("/*{\"PERSISTENT_BUFFERS\": {\"acc\": {\"WIDTH\": \"$WIDTH/4\", \"FLOAT\": true}},"
-                               "\"PASSES\": [{\"TARGET\": \"acc\"}]}*/\nvoid main() { vv_vertShaderInit; }\n",
-                               "void main() { vv_vertShaderInit(); }\n");
+    const auto sized =
+        readIsf("/*{\"PERSISTENT_BUFFERS\": {\"acc\": {\"WIDTH\": \"$WIDTH/4\", \"FLOAT\": true}},"
+                "\"PASSES\": [{\"TARGET\": \"acc\"}]}*/\nvoid main() { vv_vertShaderInit; }\n",
+                "void main() { vv_vertShaderInit(); }\n");
     ASSERT_EQ(sized->loadError, "");
     EXPECT_EQ(sized->passes[0].width, "$WIDTH/4");
     EXPECT_TRUE(sized->passes[0].floatTarget);
     EXPECT_NE(sized->vertex.find("isf_vertShaderInit()"), std::string::npos);
     // A version 2 file is left as written.
-    const auto v2 = readIsf("/*{\"ISFVSN\": \"2\", \"PERSISTENT_BUFFERS\": [\"x\"], \"PASSES\": [{\"TARGET\": \"x\"}]}*/\n"
-                            "void main() {}\n");
+    const auto v2 = readIsf(
+        "/*{\"ISFVSN\": \"2\", \"PERSISTENT_BUFFERS\": [\"x\"], \"PASSES\": [{\"TARGET\": \"x\"}]}*/\n"
+        "void main() {}\n");
     EXPECT_FALSE(v2->passes[0].persistent);
 }
 
@@ -235,12 +237,14 @@ TEST(Isf, BadHeadersNameTheLineAndKey)
         {"void main() {}\n", "", "t.fs:1: no ISF header"},
         {"/*{\n\"INPUTS\": [\n{\"NAME\": \"a\" \"TYPE\": \"float\"}\n]\n}*/\nvoid main() {}\n", "",
          "t.fs:3: the ISF header is not JSON: expected ',' or '}' in an object"},
-        {"/*{\"INPUTS\": [\n{\"NAME\": \"a\"}]}*/\nvoid main() {}\n", "", "t.fs:2: INPUTS[0] \"a\" has no TYPE"},
+        {"/*{\"INPUTS\": [\n{\"NAME\": \"a\"}]}*/\nvoid main() {}\n", "",
+         "t.fs:2: INPUTS[0] \"a\" has no TYPE"},
         {"/*{\"INPUTS\": [\n{\"NAME\": \"a\",\n\"TYPE\": \"slider\"}]}*/\nvoid main() {}\n", "",
          "t.fs:3: INPUTS[0] \"a\": TYPE \"slider\" is not an ISF input type"},
         {"/*{\"INPUTS\": [{\"NAME\": \"a\", \"TYPE\": \"long\"}]}*/\n", "", "a long input needs VALUES"},
         {"/*{\"INPUTS\": [{\"NAME\": \"TIME\", \"TYPE\": \"float\"}]}*/\n", "", "is an ISF built-in name"},
-        {"/*{\"PASSES\": [{\"TARGET\": \"a\"}, {\"TARGET\": \"a\"}]}*/\n", "", "rendered by an earlier pass too"},
+        {"/*{\"PASSES\": [{\"TARGET\": \"a\"}, {\"TARGET\": \"a\"}]}*/\n", "",
+         "rendered by an earlier pass too"},
         {"/*{}*/\nvoid main()\n{\n  gl_FragColor = IMG_PIXEL(missing, gl_FragCoord.xy);\n}\n", "",
          "t.fs:4: IMG_PIXEL(missing, ...) names no image input, pass TARGET or IMPORTED image"},
         {"/*{}*/\nvarying vec2 uv;\nvoid main() {}\n", "",
@@ -264,8 +268,9 @@ TEST(Isf, BadHeadersNameTheLineAndKey)
 
 TEST(Isf, LenientJsonIsToldByCheck)
 {
-    const std::string fs = "/*{\n\"INPUTS\": [\n{\"NAME\": \"a\", \"TYPE\": \"float\",},\n],\n\"AUTHOR\": \"x\"\n}*/\n"
-                           "void main() { gl_FragColor = vec4(a); }\n";
+    const std::string fs =
+        "/*{\n\"INPUTS\": [\n{\"NAME\": \"a\", \"TYPE\": \"float\",},\n],\n\"AUTHOR\": \"x\"\n}*/\n"
+        "void main() { gl_FragColor = vec4(a); }\n";
     const auto fx = readIsf(fs);
     EXPECT_EQ(fx->loadError, "");
     const auto found = glfxlint::lint(glfxisf::makeBundle({fs, "t.fs", false, "", "", ""}));
@@ -282,8 +287,8 @@ TEST(Isf, LenientJsonIsToldByCheck)
 
 TEST(Isf, WrittenAsGlfxReadsBackTheSame)
 {
-    for (const char* file : {"values.fs", "points.fs", "builtins.fs", "images.fs", "transition.fs", "version1.fs",
-                             "multipass.fs", "event.fs", "unhonoured.fs", "varyings.fs"}) {
+    for (const char* file : {"values.fs", "points.fs", "builtins.fs", "images.fs", "transition.fs",
+                             "version1.fs", "multipass.fs", "event.fs", "unhonoured.fs", "varyings.fs"}) {
         SCOPED_TRACE(file);
         const std::string name = file;
         const std::string vs = name == "varyings.fs" ? dataFile("varyings.vs") : std::string();
@@ -331,7 +336,8 @@ TEST(Isf, ProgramTextsKeepLinesAndExpandCalls)
     for (const Case& c : {
              Case{"IMG_THIS_PIXEL(a)", "texture2D(a, isf_FragNormCoord)"},
              Case{"IMG_PIXEL(a, f(b, c))", "texture2D(a, ( f(b, c)) / RENDERSIZE)"},
-             Case{"IMG_NORM_PIXEL( a ,\n uv)", "isf_sampleByNorm( a , _a_imgRect, _a_imgSize, _a_flip, \n uv)"},
+             Case{"IMG_NORM_PIXEL( a ,\n uv)",
+                  "isf_sampleByNorm( a , _a_imgRect, _a_imgSize, _a_flip, \n uv)"},
              Case{"IMG_SIZE(IMG_SIZE_X)", "_IMG_SIZE_X_imgSize"},
              Case{"MY_IMG_PIXEL(a, b)", "MY_IMG_PIXEL(a, b)"},
              Case{"IMG_PIXEL(a, IMG_SIZE(a))", "texture2D(a, ( _a_imgSize) / RENDERSIZE)"},

@@ -19,9 +19,10 @@ std::string bundle(const std::string& fs)
     return glfxisf::makeBundle(b);
 }
 
-const char* const kGood = "/*{\"INPUTS\": [{\"NAME\": \"inputImage\", \"TYPE\": \"image\"},\n"
-                          "{\"NAME\": \"level\", \"TYPE\": \"float\", \"DEFAULT\": 0.25}]}*/\n"
-                          "void main() { gl_FragColor = vec4(level, IMG_THIS_PIXEL(inputImage).g, 0.0, 1.0); }\n";
+const char* const kGood =
+    "/*{\"INPUTS\": [{\"NAME\": \"inputImage\", \"TYPE\": \"image\"},\n"
+    "{\"NAME\": \"level\", \"TYPE\": \"float\", \"DEFAULT\": 0.25}]}*/\n"
+    "void main() { gl_FragColor = vec4(level, IMG_THIS_PIXEL(inputImage).g, 0.0, 1.0); }\n";
 
 TEST(IsfShell, UnreadableDescriptionIsAnAlertAndPassesTheInput)
 {
@@ -62,14 +63,16 @@ TEST(IsfShell, OptionsKeepTheDescriptionWhenTheNewOneCannotBeRead)
 
 TEST(IsfShell, InputsBecomeHostControls)
 {
-    Effect fx(bundle("/*{\"INPUTS\": [\n"
-                     "{\"NAME\": \"mode\", \"TYPE\": \"long\", \"VALUES\": [2, 4, 8], \"LABELS\": [\"a\", \"b\", \"c\"], "
-                     "\"DEFAULT\": 8},\n"
-                     "{\"NAME\": \"c\", \"TYPE\": \"color\", \"DEFAULT\": [1, 0.5, 0, 0.6]},\n"
-                     "{\"NAME\": \"go\", \"TYPE\": \"event\"},\n"
-                     "{\"NAME\": \"p\", \"TYPE\": \"point2D\", \"DEFAULT\": [0.5, 0.25], \"MIN\": [0, 0], \"MAX\": [1, 1]},\n"
-                     "{\"NAME\": \"w\", \"TYPE\": \"audio\"}]}*/\n"
-                     "void main() { gl_FragColor = vec4(float(mode) / 8.0, c.a, go ? 1.0 : 0.0, p.y); }\n"));
+    Effect fx(bundle(
+        "/*{\"INPUTS\": [\n"
+        "{\"NAME\": \"mode\", \"TYPE\": \"long\", \"VALUES\": [2, 4, 8], \"LABELS\": [\"a\", \"b\", \"c\"], "
+        "\"DEFAULT\": 8},\n"
+        "{\"NAME\": \"c\", \"TYPE\": \"color\", \"DEFAULT\": [1, 0.5, 0, 0.6]},\n"
+        "{\"NAME\": \"go\", \"TYPE\": \"event\"},\n"
+        "{\"NAME\": \"p\", \"TYPE\": \"point2D\", \"DEFAULT\": [0.5, 0.25], \"MIN\": [0, 0], \"MAX\": [1, "
+        "1]},\n"
+        "{\"NAME\": \"w\", \"TYPE\": \"audio\"}]}*/\n"
+        "void main() { gl_FragColor = vec4(float(mode) / 8.0, c.a, go ? 1.0 : 0.0, p.y); }\n"));
     Session& s = fx.session;
     ASSERT_EQ(s.start(), PF_Err_NONE);
     ASSERT_EQ(s.added().size(), 4u); // the audio input has no control
