@@ -36,8 +36,13 @@ BuildFailure describeBuildFailure(const std::string& log, const cglfx& fx,
     const std::string name = effectPath.empty()           ? "effect"
                              : slash == std::string::npos ? effectPath
                                                           : effectPath.substr(slash + 1);
+    // An ISF effect's vertex shader is the .vs file beside its .fs.
+    std::string vertexName;
+    if (fx.settings.dialect == glfxdialect::kIsf && name.size() > 3 &&
+        name.compare(name.size() - 3, 3, ".fs") == 0)
+        vertexName = name.substr(0, name.size() - 3) + ".vs";
     const glfxbuildlog::MappedLog m =
-        glfxbuildlog::mapBuildLog(log, fx, static_cast<int>(preambleKeys.size()), name);
+        glfxbuildlog::mapBuildLog(log, fx, static_cast<int>(preambleKeys.size()), name, vertexName);
     BuildFailure f;
     f.pass = m.pass;
     f.vertex = m.vertex;

@@ -2,6 +2,7 @@
 // one line each ("FILE:LINE: severity: message [code]") or as JSON; exit
 // status 1 when any is an error.
 #include "cli/Commands.h"
+#include "cli/EffectFile.h"
 #include "cli/EffectHost.h"
 #include "glfx/Lint.h"
 
@@ -33,7 +34,7 @@ void addCheckCommand(CLI::App& app)
     cmd->callback([opts]() {
         const std::string& file = opts->host.effect;
         const std::string text =
-            file.empty() ? pluginDescriptionText(*openPlugin(opts->host)) : readTextFile(file);
+            file.empty() ? pluginDescriptionText(*openPlugin(opts->host)) : effectFileText(file);
         const std::vector<glfxlint::Diagnostic> found = glfxlint::lint(text);
         const auto errors = std::count_if(found.begin(), found.end(), [](const glfxlint::Diagnostic& d) {
             return d.severity == glfxlint::Severity::kError;

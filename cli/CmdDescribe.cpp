@@ -1,6 +1,7 @@
 // glfx describe [--effect FILE]: the parsed description as JSON.
 #include "cli/Commands.h"
 #include "cli/DescribeJson.h"
+#include "cli/EffectFile.h"
 #include "cli/EffectHost.h"
 #include "cli/HostParamsJson.h"
 
@@ -28,7 +29,7 @@ void addDescribeCommand(CLI::App& app)
         // the plug-in does at global setup.
         host->effect = *effect;
         const std::string text =
-            effect->empty() ? pluginDescriptionText(*openPlugin(*host)) : readTextFile(*effect);
+            effect->empty() ? pluginDescriptionText(*openPlugin(*host)) : effectFileText(*effect);
         const std::unique_ptr<cglfx> fx = parseDescription(text);
         DescribeJson json = describeDescription(*fx);
         addHostParams(json, *host);

@@ -3,6 +3,7 @@
 // effect description, which the module reads from its own file when a host
 // loads it. No compiler is needed.
 #include "cli/Commands.h"
+#include "cli/EffectFile.h"
 #include "cli/EffectHost.h"
 #include "frei0r/Payload.h"
 #include "glfx/Source.h"
@@ -144,11 +145,12 @@ void addFrei0rCommand(CLI::App& app)
                 auto plugin = openPlugin(host);
                 text = pluginDescriptionText(*plugin);
             } else {
-                payload.description = readTextFile(effect);
+                payload.description = effectFileText(effect);
                 if (payload.description.find('\0') != std::string::npos)
                     throw CommandError("effect file '" + effect +
                                        "' holds a zero byte; it is not a description");
                 text = payload.description;
+                parseDescription(text); // a description that cannot be read gives no module
             }
             const std::string out = o->install ? dir + "/" + nameFromEffect(text) + ".so" : o->output;
             payload.name = moduleName(out);

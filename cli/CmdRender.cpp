@@ -176,7 +176,7 @@ void addRenderCommand(CLI::App& app)
            "NAME=VALUE: set the parameter whose shader uniform is NAME, as a user's change in the "
            "effect panel (supervised parameters then get the user-changed command, so presets and "
            "group switches apply). One value each time; repeat it for more, applied in order. VALUE: "
-           "a number inside the slider's valid range; r,g,b in 0..1 for colours; x,y in layer pixels "
+           "a number inside the slider's valid range; r,g,b (or r,g,b,a) in 0..1 for colours; x,y in layer pixels "
            "for points; true/false (or 1/0, on/off, yes/no) for checkboxes; the item's text for "
            "popups; degrees for angles")
         ->expected(1)

@@ -40,6 +40,7 @@ void addAboutCommand(CLI::App& app);
 void addCheckCommand(CLI::App& app);
 void addPreviewCommand(CLI::App& app);
 void addFrei0rCommand(CLI::App& app);
+void addImportCommand(CLI::App& app);
 
 // The C++ source `glfx pack` writes for a plain description text.
 std::string packSource(const std::string& plain, const std::string& input);

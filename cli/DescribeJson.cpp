@@ -9,11 +9,22 @@ namespace {
 json settingsJson(const glfxsettings& s)
 {
     return json{
-        {"name", s.name},           {"description", s.description}, {"category", s.category},
-        {"matchname", s.matchname}, {"version", s.version},         {"interp", s.interp},
-        {"repeat", s.repeat},       {"params", s.params},           {"cellsx", s.cellsx},
-        {"cellsy", s.cellsy},       {"layers", s.layerCount},       {"fast", s.fast},
-        {"shaders", s.shaders},     {"noinput", s.noinput},
+        {"name", s.name},
+        {"description", s.description},
+        {"category", s.category},
+        {"matchname", s.matchname},
+        {"version", s.version},
+        {"interp", s.interp},
+        {"repeat", s.repeat},
+        {"params", s.params},
+        {"cellsx", s.cellsx},
+        {"cellsy", s.cellsy},
+        {"layers", s.layerCount},
+        {"fast", s.fast},
+        {"shaders", s.shaders},
+        {"noinput", s.noinput},
+        {"dialect", s.dialect == glfxdialect::kIsf ? "isf" : "glfx"},
+        {"preroll", s.preroll},
     };
 }
 
@@ -34,7 +45,29 @@ json paramJson(const glfxpar& p, int index)
         {"items", p.items},
         {"groups", json::array({p.group[0], p.group[1], p.group[2], p.group[3], p.group[4]})},
         {"flags", p.flags},
+        {"values", p.itemValues},
+        {"alpha", double(p.defAlpha)},
+        {"point_space", p.pointSpace == glfxpoint::kFrame   ? "frame"
+                        : p.pointSpace == glfxpoint::kRange ? "range"
+                                                            : "layer"},
+        {"range", json::array({double(p.rangeMin[0]), double(p.rangeMin[1]), double(p.rangeMax[0]),
+                               double(p.rangeMax[1])})},
     };
+}
+
+json passSpecJson(const cglfx& fx, int p)
+{
+    const glfxpass plain;
+    const glfxpass& s = static_cast<std::size_t>(p) < fx.passes.size() ? fx.passes[p] : plain;
+    json samplers = json::array();
+    for (int k = 0; k < glfxlimits::kMaxInputs; ++k) {
+        const bool named =
+            static_cast<std::size_t>(p) < fx.samplerNames.size() && !fx.samplerNames[p][k].empty();
+        samplers.push_back(named ? fx.samplerNames[p][k] : "in" + std::to_string(k));
+    }
+    return json{{"target", s.target},         {"width", s.width},       {"height", s.height},
+                {"persistent", s.persistent}, {"float", s.floatTarget}, {"line", s.line},
+                {"samplers", samplers}};
 }
 
 } // namespace
@@ -59,6 +92,15 @@ json describeDescription(const cglfx& fx)
         sources.push_back(fx.passSource(p));
     }
     out["routing"] = routing;
+    json specs = json::array();
+    for (int p = 0; p < passes; ++p)
+        specs.push_back(passSpecJson(fx, p));
+    out["pass_specs"] = specs;
+    json images = json::array();
+    for (const glfximport& i : fx.imports)
+        images.push_back(json{{"name", i.name}, {"path", i.path}, {"line", i.line}});
+    out["images"] = images;
+    out["base_dir"] = fx.baseDir;
 
     json presets = json::array();
     for (const auto& [key, preset] : s.presets) {

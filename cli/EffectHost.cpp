@@ -1,6 +1,7 @@
 #include "cli/EffectHost.h"
 
 #include "cli/Commands.h"
+#include "cli/EffectFile.h"
 #include "glfx/Source.h"
 #include "glfx/Text.h"
 
@@ -49,10 +50,11 @@ std::unique_ptr<glfxhost::Plugin> openPlugin(const HostOptions& opts)
         throw CommandError("cannot load plug-in '" + path + "': " + e.what());
     }
     if (!opts.effect.empty()) {
-        std::string text = readTextFile(opts.effect);
+        std::string text = effectFileText(opts.effect);
         if (text.find('\0') != std::string::npos)
             throw CommandError("effect file '" + opts.effect +
                                "' holds a zero byte; it is not a description");
+        parseDescription(text); // a description that cannot be read fails here, before any work
         try {
             plugin->setEffectText(std::move(text));
         } catch (const std::exception& e) {
@@ -71,6 +73,8 @@ std::unique_ptr<cglfx> parseDescription(std::string text)
 {
     auto fx = std::make_unique<cglfx>();
     fx->parse(text);
+    if (!fx->loadError.empty())
+        throw CommandError(fx->loadError);
     return fx;
 }
 

@@ -30,8 +30,9 @@ glfxhost::HostMode hostMode(const HostOptions& opts);
 // running executable.
 std::string pluginPath(const HostOptions& opts);
 
-// Loads the plug-in and, with --effect, points it at that file's text.
-// Throws CommandError naming the file on any failure.
+// Loads the plug-in and, with --effect, points it at that file's text (an
+// ISF shader as a bundle with its .vs). Throws CommandError naming the file
+// on any failure, a description that cannot be read included.
 std::unique_ptr<glfxhost::Plugin> openPlugin(const HostOptions& opts);
 
 // The description the loaded plug-in will parse at global setup: its
@@ -39,7 +40,8 @@ std::unique_ptr<glfxhost::Plugin> openPlugin(const HostOptions& opts);
 // given with --effect.
 std::string pluginDescriptionText(const glfxhost::Plugin& plugin);
 
-// Parses a description into a heap object (the model is large).
+// Parses a description into a heap object (the model is large). Throws
+// CommandError with the loader's "FILE:LINE: what" when it cannot be read.
 std::unique_ptr<cglfx> parseDescription(std::string text);
 
 // "PF_Err_INTERNAL_STRUCT_DAMAGED (512)" and the like.

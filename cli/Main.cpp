@@ -58,6 +58,7 @@ int main(int argc, char** argv)
     glfxcli::addCheckCommand(app);
     glfxcli::addPreviewCommand(app);
     glfxcli::addFrei0rCommand(app);
+    glfxcli::addImportCommand(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {

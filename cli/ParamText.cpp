@@ -149,14 +149,16 @@ void applyValue(glfxhost::Session& session, int hostIndex, const std::string& na
         break;
     }
     case PF_Param_COLOR: {
-        if (!readNumbers(text, 3, v))
-            throw bad("r,g,b with each in 0..1");
+        // r,g,b; or r,g,b,a (an alpha the colour keeps; an ISF colour's
+        // shader sees it).
+        if (!readNumbers(text, 3, v) && !readNumbers(text, 4, v))
+            throw bad("r,g,b (or r,g,b,a) with each in 0..1");
         PF_Pixel c{};
-        c.alpha = 255;
-        A_u_char* dst[3] = {&c.red, &c.green, &c.blue};
-        for (int i = 0; i < 3; ++i) {
+        c.alpha = v.size() == 4 ? 0 : 255;
+        A_u_char* dst[4] = {&c.red, &c.green, &c.blue, &c.alpha};
+        for (std::size_t i = 0; i < v.size(); ++i) {
             if (v[i] < 0.0 || v[i] > 1.0)
-                throw bad("r,g,b with each in 0..1");
+                throw bad("r,g,b (or r,g,b,a) with each in 0..1");
             *dst[i] = static_cast<A_u_char>(std::lround(v[i] * 255.0));
         }
         session.setColor(hostIndex, c);

@@ -2,6 +2,7 @@
 
 #include "cli/BuildFailure.h"
 #include "cli/Commands.h"
+#include "cli/EffectFile.h"
 #include "cli/HostParamsJson.h"
 #include "cli/ParamText.h"
 #include "cli/RenderPipeline.h"
@@ -91,7 +92,7 @@ nlohmann::json setUpPreview(PreviewEffect& e, const PreviewOptions& opts)
 nlohmann::json reloadPreview(PreviewEffect& e, const PreviewOptions& opts, std::string& buildLog)
 {
     buildLog.clear();
-    const std::string text = readTextFile(opts.host.effect);
+    const std::string text = effectFileText(opts.host.effect);
     std::unique_ptr<cglfx> next = parseDescription(text);
     nlohmann::json diag = lintJson(text);
     e.plugin->setEffectText(text);

@@ -2,6 +2,7 @@
 
 #include "cli/BuildFailure.h"
 #include "cli/Commands.h"
+#include "cli/EffectFile.h"
 #include "cli/ParamText.h"
 #include "cli/PreviewEffect.h"
 #include "cli/RenderPipeline.h"
@@ -56,6 +57,9 @@ void PreviewEngine::watch()
     const std::string& path = opts_.host.effect;
     const std::size_t slash = path.rfind('/');
     const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
+    // An ISF effect's vertex shader is part of it too.
+    const std::string vertex = vertexFileOf(name);
+    const bool isf = isIsfFile(path);
     const int fd = inotify_;
     alignas(inotify_event) char buf[16 * 1024];
     while (true) {
@@ -70,7 +74,7 @@ void PreviewEngine::watch()
         bool ours = false;
         for (ssize_t at = 0; n > 0 && at < n;) {
             const auto* ev = reinterpret_cast<const inotify_event*>(buf + at);
-            if (ev->len > 0 && name == ev->name)
+            if (ev->len > 0 && (name == ev->name || (isf && vertex == ev->name)))
                 ours = true;
             at += static_cast<ssize_t>(sizeof(inotify_event) + ev->len);
         }

@@ -89,6 +89,11 @@ std::string paramSignature(const cglfx& fx)
         out << '\n' << p.name << '\n' << p.uniform << '\n' << p.itemtext << '\n';
         for (const std::string& n : p.names)
             out << n << '\n';
+        out << p.defAlpha << ' ' << p.pointSpace << ' ' << p.rangeMin[0] << ' ' << p.rangeMin[1] << ' '
+            << p.rangeMax[0] << ' ' << p.rangeMax[1];
+        for (float v : p.itemValues)
+            out << ' ' << v;
+        out << '\n';
     }
     return out.str();
 }

@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "gl/ContextScope.h"
+#include "glfx/ProgramText.h"
 
 std::vector<CVert> vert;
 std::vector<CTexCoord> tex;
@@ -96,9 +97,10 @@ int AE_GL_Context::InitGL(std::string preamble, bool createTextures)
 
         const int passes = passCount(description);
         for (int i = 0; i < passes; ++i) {
-            const std::string& vertexSource = description->vertex;
-            const std::string fragmentSource =
-                description->shaders.empty() ? std::string() : preamble + description->passSource(i);
+            const std::string vertexSource = glfxprogram::vertexText(*description);
+            const std::string fragmentSource = description->shaders.empty()
+                                                   ? std::string()
+                                                   : glfxprogram::fragmentText(*description, i, preamble);
             const GLuint program = glCreateProgram();
             programs[i] = program;
             shaderAttach(program, GL_VERTEX_SHADER, vertexSource, log);

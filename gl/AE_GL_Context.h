@@ -6,8 +6,9 @@
 #include <vector>
 
 #include "gl/EffectData.h"
-#include "gl/GlobalGLContext.h"
 #include "gl/GlApi.h"
+#include "gl/GlobalGLContext.h"
+#include "gl/IsfUniforms.h"
 #include "glfx/Cglfx.h"
 
 struct CVert {
@@ -71,4 +72,7 @@ public:
     int width = 0;
     int height = 0;
     std::string inputNames[kSlots];
+    // FRAMEINDEX and TIMEDELTA of an ISF effect: advanced by each frame
+    // ProcessGL renders, lives as long as this context.
+    IsfClock isfClock;
 };

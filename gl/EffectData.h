@@ -17,7 +17,8 @@ class AE_GL_Context;
 // views it. "Host" worlds are lent for one render and forgotten after it.
 struct EffectData {
     // Written by ParamsAssign each render and by ParamsChanged (presets);
-    // lives as long as the record.
+    // lives as long as the record. An event parameter's [1] is set when the
+    // user fires it (ParamsChanged) and taken into [0] by the next snapshot.
     float values[glfxlimits::kMaxParams][4];
     // 1 disabled, 2 hidden, -2 shown again, 0 normal (-1 enabled again):
     // set at sequence setup from the description, changed by ParamsChanged.

@@ -8,6 +8,8 @@
 #include "gl/AE_GL_Context.h"
 #include "gl/ContextScope.h"
 #include "gl/InstanceOwner.h"
+#include "gl/IsfFlip.h"
+#include "gl/IsfUniforms.h"
 #include "glfx/ParamDefines.h"
 
 namespace {
@@ -59,7 +61,9 @@ void setParameterUniforms(GLuint program, const cglfx& fx, const float (*values)
         const GLint loc = glGetUniformLocation(program, par.uniform.c_str());
         const float* v = values[i];
         int step = 1;
-        if (par.components == 3) {
+        if (par.components == 4) {
+            glUniform4f(loc, v[0], v[1], v[2], v[3]);
+        } else if (par.components == 3) {
             glUniform3f(loc, v[0], v[1], v[2]);
         } else if (par.components == 2) {
             glUniform2f(loc, v[0], v[1]);
@@ -104,7 +108,9 @@ bool AE_GL_Context::ProcessGL(EffectData* data, int format, int type)
     try {
         const glfxsettings& s = description->settings;
         const GLint filter = GL_NEAREST + std::clamp(s.interp, 0, 1);
-        const GLint wrap = GL_CLAMP + std::clamp(s.repeat, 0, 1);
+        // ISF images clamp to their edge pixels, as its hosts do.
+        const GLint wrap =
+            s.dialect == glfxdialect::kIsf ? GL_CLAMP_TO_EDGE : GL_CLAMP + std::clamp(s.repeat, 0, 1);
         GLint maxSize = 0;
         glGetIntegerv(GL_MAX_TEXTURE_SIZE, &maxSize);
         if (W > maxSize || H > maxSize)
@@ -121,6 +127,16 @@ bool AE_GL_Context::ProcessGL(EffectData* data, int format, int type)
             glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA32F_ARB, data->layerWidth[i], data->layerHeight[i], 0,
                          format, type, data->layerBuffers[i]);
         }
+        // ISF passes see their inputs bottom row first.
+        const bool isf = s.dialect == glfxdialect::kIsf;
+        for (int i = 0; isf && i < layers; ++i)
+            if (flipInto(gl.framebuffer, inputTextures[i], spareTexture, data->layerWidth[i],
+                         data->layerHeight[i]))
+                std::swap(inputTextures[i], spareTexture);
+        // The product is taken in double and rounded once: a float product
+        // would be off by one unit in the last place for about a third of
+        // all times (4000 would give 0.39999998).
+        const double seconds = static_cast<double>(static_cast<float>(data->time)) * 0.0001;
 
         // The result buffer only grows, and only through the instance's
         // owner, which keeps the one pointer to it and its capacity.
@@ -165,20 +181,19 @@ bool AE_GL_Context::ProcessGL(EffectData* data, int format, int type)
                 glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, filter);
                 glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, wrap);
                 glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, wrap);
-                glUniform1i(glGetUniformLocation(program, inputNames[slot].c_str()), slot);
+                glUniform1i(glGetUniformLocation(
+                                program, samplerUniform(*description, p, slot, inputNames[slot]).c_str()),
+                            slot);
             }
 
             glUniform1i(glGetUniformLocation(program, "shadernum"), p);
-            // The product is taken in double and rounded once: a float
-            // product would be off by one unit in the last place for about a
-            // third of all times (4000 would give 0.39999998).
-            setFloat(program, "time",
-                     static_cast<float>(static_cast<double>(static_cast<float>(data->time)) * 0.0001));
+            setFloat(program, "time", static_cast<float>(seconds));
             setVec2(program, "resolution", static_cast<float>(W), static_cast<float>(H));
             setFloat(program, "pixelratio", data->pixelRatio);
             setVec2(program, "downsample", data->downsampleX, data->downsampleY);
             setVec2(program, "cells", static_cast<float>(s.cellsx), static_cast<float>(s.cellsy));
             setParameterUniforms(program, *description, data->values);
+            setIsfUniforms(program, *description, *data, p, W, H, seconds, isfClock);
 
             glClear(GL_COLOR_BUFFER_BIT);
             glDrawBuffer(GL_COLOR_ATTACHMENT0_EXT);
@@ -213,7 +228,9 @@ bool AE_GL_Context::ProcessGL(EffectData* data, int format, int type)
         }
 
         // Without passes the read-back takes the last input texture.
-        const GLuint result = passes > 0 ? passTextures[passes - 1] : inputTextures[kSlots - 1];
+        GLuint result = passes > 0 ? passTextures[passes - 1] : inputTextures[kSlots - 1];
+        if (isf && passes > 0 && flipInto(gl.framebuffer, result, spareTexture, W, H))
+            result = spareTexture;
         glBindTexture(GL_TEXTURE_2D, result);
         // The caller reads the buffer as a W x H frame, so the texture must be
         // exactly that (a pass texture always is; the last input texture of a
@@ -227,6 +244,7 @@ bool AE_GL_Context::ProcessGL(EffectData* data, int format, int type)
         glPixelStorei(GL_PACK_ALIGNMENT, 4);
         glGetTexImage(GL_TEXTURE_2D, 0, format, type, data->outputBuffer);
         glFinish();
+        isfClock.advance(seconds);
         return true;
     } catch (...) {
         return false;

@@ -1,5 +1,7 @@
 #include "glfx/BuildLog.h"
 
+#include "glfx/ProgramText.h"
+
 #include <algorithm>
 #include <cctype>
 #include <sstream>
@@ -104,7 +106,8 @@ LogRef readRef(const std::string& logLine)
     return r;
 }
 
-MappedLog mapBuildLog(const std::string& log, const cglfx& fx, int preambleLines, const std::string& name)
+MappedLog mapBuildLog(const std::string& log, const cglfx& fx, int preambleLines, const std::string& name,
+                      const std::string& vertexName)
 {
     std::vector<std::string> logLines;
     std::vector<LogRef> refs;
@@ -139,14 +142,17 @@ MappedLog mapBuildLog(const std::string& log, const cglfx& fx, int preambleLines
             seen.push_back(text);
             const std::vector<int>& origin =
                 static_cast<std::size_t>(i) < fx.shaderLines.size() ? fx.shaderLines[i] : kNoLines;
-            const Source s = sourceOf(text, origin, preambleLines);
+            // Measured as built: expanded calls make a line longer.
+            const Source s = sourceOf(glfxprogram::fragmentSourceAsBuilt(fx, i), origin,
+                                      glfxprogram::fragmentOffset(fx, preambleLines));
             if (fitsAll(s)) {
                 out.pass = i;
                 chosen = s;
             }
         }
         if (out.pass < 0) {
-            const Source v = sourceOf(fx.vertex, fx.vertexLines, 0);
+            const Source v =
+                sourceOf(glfxprogram::vertexSourceAsBuilt(fx), fx.vertexLines, glfxprogram::vertexOffset(fx));
             if (fitsAll(v)) {
                 out.pass = 0;
                 out.vertex = true;
@@ -161,7 +167,7 @@ MappedLog mapBuildLog(const std::string& log, const cglfx& fx, int preambleLines
         if (r.found)
             out.lines.push_back(line);
         if (line > 0)
-            out.text += name + ":" + std::to_string(line) +
+            out.text += (out.vertex && !vertexName.empty() ? vertexName : name) + ":" + std::to_string(line) +
                         (r.column > 0 ? ":" + std::to_string(r.column) : std::string()) +
                         logLines[k].substr(r.length);
         else

@@ -32,9 +32,12 @@ struct MappedLog {
 
 // Maps `log` (the text of one failed build, as the plug-in shows it) onto
 // the description `fx` was parsed from, named `name` in the rewritten text.
-// `preambleLines` is the number of lines the plug-in put before each pass's
-// source. A reference into the preamble or a source the parser supplied is
-// left as the driver wrote it.
-MappedLog mapBuildLog(const std::string& log, const cglfx& fx, int preambleLines, const std::string& name);
+// `preambleLines` is the number of definition lines the plug-in put before
+// each pass's source (what the dialect adds is counted here). References
+// into the vertex shader are named `vertexName` when given (an ISF
+// effect's .vs file). A reference into the preamble or a source the parser
+// supplied is left as the driver wrote it.
+MappedLog mapBuildLog(const std::string& log, const cglfx& fx, int preambleLines, const std::string& name,
+                      const std::string& vertexName = std::string());
 
 } // namespace glfxbuildlog

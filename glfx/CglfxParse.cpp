@@ -4,6 +4,10 @@
 // indices outside the fixed tables are never written.
 #include "glfx/Cglfx.h"
 
+#include "glfx/CglfxKeys.h"
+#include "glfx/IsfBundle.h"
+#include "glfx/IsfPreamble.h"
+#include "glfx/IsfRead.h"
 #include "glfx/Strings.h"
 #include "glfx/Text.h"
 
@@ -172,8 +176,9 @@ private:
     cglfx& fx_;
     glfxsettings& set_;
     std::string section_;
-    int current_ = -1;   // current parameter index
-    int presetPar_ = -1; // controlling parameter of the current preset
+    glfxkeys::Pending pending_; // routes to images and audio inputs, resolved at the end
+    int current_ = -1;          // current parameter index
+    int presetPar_ = -1;        // controlling parameter of the current preset
     int presetNumber_ = -1;
 };
 
@@ -189,6 +194,8 @@ int Parser::findUniform(const std::string& uniform) const
 void Parser::header(const std::string& name)
 {
     section_ = name;
+    if (glfxkeys::isPassSection(name) || name == "images")
+        return;
     if (startsWith(name, "par")) {
         const std::string digits = name.substr(3, 2);
         const int n = std::atoi(digits.c_str());
@@ -249,6 +256,8 @@ void Parser::settingsKey(const std::string& key, const std::string& value)
         set_.cellsx = std::atoi(value.c_str());
     else if (key == "cellsy")
         set_.cellsy = std::atoi(value.c_str());
+    else
+        glfxkeys::settingsKey(set_, key, value);
 }
 
 void Parser::routingKey(const std::string& key, const std::string& value)
@@ -263,6 +272,8 @@ void Parser::routingKey(const std::string& key, const std::string& value)
     const int pass = std::atoi(rest.substr(0, underscore).c_str());
     const int input = atoiFrom(rest, underscore + 3);
     int source;
+    if (glfxkeys::pendingRoute(pending_, key, value))
+        return;
     if (startsWith(value, "layer"))
         source = glfxroute::layer(atoiFrom(value, 5));
     else if (startsWith(value, "ps"))
@@ -320,6 +331,7 @@ void Parser::paramKey(const std::string& key, const std::string& value)
         for (const auto& t : kTypes)
             if (value == t.word)
                 p.type = t.code;
+        glfxkeys::typeWord(p, value);
         if (value == "color") {
             p.components = 3;
         } else if (value == "point") {
@@ -340,6 +352,7 @@ void Parser::paramKey(const std::string& key, const std::string& value)
         p.coldef[1] = p.def[1];
         p.coldef[2] = p.def[2];
         p.coldef[3] = p.def[0];
+        glfxkeys::defaultAlpha(p, v);
     } else if (key == "disabled") {
         p.visibility = 1;
     } else if (key == "hidden") {
@@ -362,6 +375,8 @@ void Parser::paramKey(const std::string& key, const std::string& value)
         p.flags = std::atoi(value.c_str());
         if (p.type == GLFX_POPUP && p.flags >= glfxflags::kIntegerDefine)
             p.components = 0;
+    } else {
+        glfxkeys::paramKey(p, key, value);
     }
 }
 
@@ -423,7 +438,11 @@ void Parser::line(const std::string& raw, int origin)
         return;
     const std::string key = ln.substr(0, eq);
     const std::string value = ln.substr(eq + 1);
-    if (section_ == "routing")
+    if (glfxkeys::isPassSection(section_))
+        glfxkeys::passKey(fx_, atoiFrom(section_, 4), key, value, origin);
+    else if (section_ == "images")
+        glfxkeys::imageKey(fx_, key, value, origin);
+    else if (section_ == "routing")
         routingKey(key, value);
     else if (section_ == "settings")
         settingsKey(key, value);
@@ -433,18 +452,16 @@ void Parser::line(const std::string& raw, int origin)
 
 void Parser::finish()
 {
-    // Extra layer inputs reach pass 0 as inputs 1, 2, ... unless routed.
-    const int layers = std::min(set_.layerCount, kMaxInputs);
-    for (int i = 0; i < layers; ++i)
-        if (set_.routing[0][i] == glfxlimits::kRouteNone)
-            set_.routing[0][i] = glfxroute::layer(i);
+    glfxkeys::resolve(fx_, pending_);
+    applyDefaultRouting(fx_);
 
     // The parser's own sources come from no line of the description.
     const auto lineCount = [](const std::string& src) {
         return static_cast<std::size_t>(std::count(src.begin(), src.end(), '\n')) + 1;
     };
     if (fx_.vertex.empty()) {
-        fx_.vertex = glfxtext::defaultVertexShader();
+        fx_.vertex = set_.dialect == glfxdialect::kIsf ? glfxisf::defaultVertexMain()
+                                                       : glfxtext::defaultVertexShader();
         fx_.vertexLines.assign(lineCount(fx_.vertex), 0);
     }
     if (fx_.shaders[0].empty()) {
@@ -468,6 +485,16 @@ void Parser::finish()
 
 } // namespace
 
+void applyDefaultRouting(cglfx& fx)
+{
+    // Extra layer inputs reach pass 0 as inputs 1, 2, ... unless routed.
+    glfxsettings& s = fx.settings;
+    const int layers = std::min(s.layerCount, kMaxInputs);
+    for (int i = 0; i < layers; ++i)
+        if (s.routing[0][i] == glfxlimits::kRouteNone)
+            s.routing[0][i] = glfxroute::layer(i);
+}
+
 void cglfx::parse(std::string& text)
 {
     // Full reset first, so that parsing again (after the description file
@@ -484,6 +511,11 @@ void cglfx::parse(std::string& text)
     settings.matchname.clear();
     settings.version.clear();
     settings.presets.clear();
+    passes.assign(kMaxPasses, glfxpass());
+    samplerNames.assign(kMaxPasses, {});
+    imports.clear();
+    baseDir.clear();
+    loadError.clear();
 
     par[0].name = "in0";
     par[0].uniform = "in0";
@@ -495,6 +527,10 @@ void cglfx::parse(std::string& text)
         return;
     shaders.resize(kMaxPasses);
     shaderLines.resize(kMaxPasses);
+    if (glfxisf::isIsfText(text)) {
+        glfxisf::read(text, *this);
+        return;
+    }
 
     // Lines are counted in the text as given; "@@" expansion moves text
     // between lines, so then each character's line is carried through it.

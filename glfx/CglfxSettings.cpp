@@ -15,4 +15,6 @@ void glfxsettings::init()
     shaders = 1;
     noinput = 0;
     repeat = 0;
+    dialect = glfxdialect::kGlfx;
+    preroll = 0;
 }

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-bool addsHostParam(int type) { return type >= GLFX_INT && type <= GLFX_FLOAT2; }
+bool addsHostParam(int type) { return type >= GLFX_INT && type <= GLFX_EVENT; }
 
 glfxhostmap hostPositions(const cglfx& fx)
 {

@@ -4,6 +4,8 @@
 #include "glfx/Lint.h"
 
 #include "glfx/Cglfx.h"
+#include "glfx/IsfBundle.h"
+#include "glfx/IsfLint.h"
 #include "glfx/Strings.h"
 
 #include <algorithm>
@@ -53,25 +55,27 @@ int lineAt(const std::string& text, std::size_t pos)
 const std::set<std::string>& settingsKeys()
 {
     static const std::set<std::string> keys = {
-        "name",   "description", "category",   "uniqueid", "matchname", "version", "fast",   "interp",
-        "repeat", "edge_repeat", "edgeRepeat", "params",   "shaders",   "noinput", "cellsx", "cellsy"};
+        "name",    "description", "category", "uniqueid",    "matchname",  "version",
+        "fast",    "interp",      "repeat",   "edge_repeat", "edgeRepeat", "params",
+        "shaders", "noinput",     "cellsx",   "cellsy",      "dialect",    "preroll"};
     return keys;
 }
 
 const std::set<std::string>& paramKeys()
 {
     static const std::set<std::string> keys = {
-        "name",   "display", "name0",  "name1",   "name2",       "name3",  "name4",      "param", "text",
-        "popup",  "type",    "time",   "default", "disabled",    "hidden", "visibility", "group", "group0",
-        "group1", "group2",  "group3", "group4",  "groupswitch", "min",    "max",        "flags"};
+        "name",  "display", "name0",  "name1",  "name2",   "name3",    "name4",       "param",
+        "text",  "popup",   "type",   "time",   "default", "disabled", "hidden",      "visibility",
+        "group", "group0",  "group1", "group2", "group3",  "group4",   "groupswitch", "min",
+        "max",   "flags",   "values", "space",  "range"};
     return keys;
 }
 
 const std::set<std::string>& typeWords()
 {
-    static const std::set<std::string> words = {"float", "int",    "none",        "check",
-                                                "popup", "layer",  "color",       "angle",
-                                                "point", "float2", "topic_start", "topic_end"};
+    static const std::set<std::string> words = {
+        "float", "int",    "none",        "check",     "popup", "layer", "color",    "angle",
+        "point", "float2", "topic_start", "topic_end", "event", "audio", "audiofft", "color4"};
     return words;
 }
 
@@ -176,7 +180,9 @@ void Linter::header(const std::string& name, int line)
 {
     section_ = name;
     presetActive_ = false;
-    if (name == "settings" || name == "routing" || name == "vs")
+    if (name == "settings" || name == "routing" || name == "vs" || name == "images")
+        return;
+    if (name.size() > 4 && startsWith(name, "pass") && allDigits(name.substr(4)))
         return;
     if (startsWith(name, "par")) {
         const std::string digits = name.substr(3);
@@ -238,6 +244,15 @@ void Linter::keyLine(const std::string& key, const std::string& value, int line)
                     " characters and is cut");
         return;
     }
+    if (section_ == "images")
+        return;
+    if (startsWith(section_, "pass")) {
+        static const std::set<std::string> keys = {"target", "width", "height", "persistent", "float"};
+        if (!keys.count(key) && !(startsWith(key, "sampler") && allDigits(key.substr(7))))
+            add(Severity::kWarning, line, code::kUnknownKey,
+                "unknown key '" + key + "' in [" + section_ + "]");
+        return;
+    }
     if (section_ == "routing") {
         const std::size_t underscore = key.find('_');
         if (!startsWith(key, "ps") || underscore == std::string::npos ||
@@ -260,9 +275,9 @@ void Linter::keyLine(const std::string& key, const std::string& value, int line)
             if (layer >= fx_->settings.layerCount)
                 add(Severity::kError, line, code::kBadRoute,
                     "routes layer " + std::to_string(layer) + ", which does not exist");
-        } else {
+        } else if (!startsWith(value, "image:") && !startsWith(value, "audio:")) {
             add(Severity::kError, line, code::kBadRoute,
-                "routing value '" + value + "' is neither ps<N> nor layer<N>");
+                "routing value '" + value + "' is neither ps<N>, layer<N>, image:NAME nor audio:NAME");
         }
         return;
     }
@@ -367,8 +382,8 @@ void Linter::shaderUniforms()
     for (int i = 0; i < count; ++i) {
         const glfxpar& p = fx_->par[i];
         fed.insert(p.uniform);
-        const bool noValue = p.type == GLFX_LAYER || p.type == GLFX_NONE || p.type == GLFX_TOPIC_START ||
-                             p.type == GLFX_TOPIC_END ||
+        const bool noValue = p.type == GLFX_LAYER || p.type == GLFX_AUDIO || p.type == GLFX_AUDIOFFT ||
+                             p.type == GLFX_NONE || p.type == GLFX_TOPIC_START || p.type == GLFX_TOPIC_END ||
                              (p.type == GLFX_POPUP && p.flags == glfxflags::kPreset);
         const bool secondOfPair = i > 0 && fx_->par[i - 1].type == GLFX_FLOAT2;
         // A parameter never described (a gap in the numbering) has no uniform.
@@ -428,7 +443,12 @@ std::vector<Diagnostic> Linter::run()
 
 } // namespace
 
-std::vector<Diagnostic> lint(const std::string& text) { return Linter(text).run(); }
+std::vector<Diagnostic> lint(const std::string& text)
+{
+    if (glfxisf::isIsfText(text))
+        return isfLint(text);
+    return Linter(text).run();
+}
 
 const char* severityName(Severity s) { return s == Severity::kError ? "error" : "warning"; }
 

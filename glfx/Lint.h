@@ -26,6 +26,7 @@ constexpr const char* kUnfedUniform = "unfed-uniform"; // declared in a shader, 
 constexpr const char* kUnusedParam = "unused-param";   // a parameter no shader uses
 constexpr const char* kPopupDefault = "popup-default"; // default past the last item
 constexpr const char* kUnusedBlock = "unused-block";   // "@@" block never used
+constexpr const char* kIsfHeader = "isf-header";       // an ISF file that cannot be read
 } // namespace code
 
 struct Diagnostic {
@@ -35,7 +36,8 @@ struct Diagnostic {
     std::string message;
 };
 
-// All findings for a description text, ordered by line.
+// All findings for a description text (a .glfx text or an ISF one), ordered
+// by line.
 std::vector<Diagnostic> lint(const std::string& text);
 
 // "error" or "warning".

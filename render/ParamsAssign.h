@@ -9,7 +9,8 @@
 // Writes values[i], layers[1..] and the stream visibility of every described
 // parameter i >= 1 from params[i] (the checked-out parameters, indexed like
 // the description; a parameter without a host control gets its described
-// default). `input` and `output` are not read. Layer slots 1.. are cleared
+// default). `input` is not read; `output` is the layer points lie on when
+// slot 0 holds no input. Layer slots 1.. are cleared
 // first; without the plug-in's global data nothing more is written and
 // PF_Err_INTERNAL_STRUCT_DAMAGED is returned, so no render can run on an old
 // snapshot. Stream errors are not reported: the first one only stops the

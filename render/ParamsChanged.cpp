@@ -22,7 +22,8 @@ namespace {
 int intValue(const glfxpar& d, const PF_ParamDef& p)
 {
     switch (d.type) {
-    case GLFX_CHECK: return p.u.bd.value;
+    case GLFX_CHECK:
+    case GLFX_EVENT: return p.u.bd.value;
     case GLFX_POPUP: return p.u.pd.value;
     case GLFX_INT:
     case GLFX_FLOAT:
@@ -223,6 +224,17 @@ PF_Err ParamsChanged(PF_InData* in_data, PF_OutData* out_data, PF_ParamDef** par
     StreamAccess streams(suites, global ? global->pluginID : 0, in_data->effect_ref);
 
     PF_Err err = PF_Err_NONE;
+    if (dc.type == GLFX_EVENT) {
+        // An event fires once: the next frame sees it, and the checkbox goes
+        // back to off so that it can be fired again.
+        if (v != 0) {
+            d->values[c][1] = 1.f;
+            params[changed]->u.bd.value = 0;
+            params[changed]->uu.change_flags = PF_ChangeFlag_CHANGED_VALUE;
+        }
+        suites.ReleaseAllSuites();
+        return PF_Err_NONE;
+    }
     if (dc.group[0] < 0) {
         const long long first = -static_cast<long long>(dc.group[0]);
         const long long last = first + std::max(1, valueToInt(dc.max));

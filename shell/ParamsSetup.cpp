@@ -28,6 +28,17 @@ int truncToInt(double v)
 // 16.16 fixed point of a whole number, wrapping like the host's INT2FIX.
 PF_Fixed toFixed(int v) { return static_cast<PF_Fixed>(static_cast<A_u_long>(v) << 16); }
 
+// A fraction as percent in 16.16, rounded, kept within the host's limit.
+PF_Fixed fixedPercent(float fraction)
+{
+    if (std::isnan(fraction))
+        return 0;
+    const double percent =
+        std::clamp(static_cast<double>(fraction) * 100.0, -double(glfxlimits::kMaxPointPercent),
+                   double(glfxlimits::kMaxPointPercent));
+    return static_cast<PF_Fixed>(std::lround(percent * 65536.0));
+}
+
 A_u_char channel(float component)
 {
     // Integer part of component x 255, kept to its low 8 bits.
@@ -75,10 +86,11 @@ bool buildParamDef(const glfxpar& p, int index, PF_ParamDef& def)
     case GLFX_FLOAT2: // a single slider; the next parameter holds the second value
         fillSlider(p, 2, def);
         break;
-    case GLFX_CHECK: {
+    case GLFX_CHECK:
+    case GLFX_EVENT: { // an event: a checkbox the plug-in turns off again once fired
         def.param_type = PF_Param_CHECKBOX;
         def.flags = PF_ParamFlag_SUPERVISE;
-        const int v = truncToInt(p.def[0]) & 0xFF;
+        const int v = p.type == GLFX_EVENT ? 0 : truncToInt(p.def[0]) & 0xFF;
         def.u.bd.value = v;
         def.u.bd.dephault = static_cast<PF_Boolean>(v);
         def.u.bd.u.nameptr = p.itemtext.c_str();
@@ -104,7 +116,7 @@ bool buildParamDef(const glfxpar& p, int index, PF_ParamDef& def)
     case GLFX_COLOR: {
         def.param_type = PF_Param_COLOR;
         PF_Pixel c;
-        c.alpha = 255;
+        c.alpha = p.components == 4 ? channel(p.defAlpha) : 255;
         c.red = channel(p.def[0]);
         c.green = channel(p.def[1]);
         c.blue = channel(p.def[2]);
@@ -122,10 +134,16 @@ bool buildParamDef(const glfxpar& p, int index, PF_ParamDef& def)
         // Defaults are fractions of the layer; the host takes percent, at
         // most 10000.
         def.param_type = PF_Param_POINT;
-        const int x = std::min(truncToInt(p.def[0] * 100.0), glfxlimits::kMaxPointPercent);
-        const int y = std::min(truncToInt(p.def[1] * 100.0), glfxlimits::kMaxPointPercent);
-        def.u.td.x_value = def.u.td.x_dephault = toFixed(x);
-        def.u.td.y_value = def.u.td.y_dephault = toFixed(y);
+        if (p.pointSpace == glfxpoint::kLayer) {
+            const int x = std::min(truncToInt(p.def[0] * 100.0), glfxlimits::kMaxPointPercent);
+            const int y = std::min(truncToInt(p.def[1] * 100.0), glfxlimits::kMaxPointPercent);
+            def.u.td.x_value = def.u.td.x_dephault = toFixed(x);
+            def.u.td.y_value = def.u.td.y_dephault = toFixed(y);
+        } else {
+            // ISF points keep their fraction of the frame: percent in 16.16.
+            def.u.td.x_value = def.u.td.x_dephault = fixedPercent(p.def[0]);
+            def.u.td.y_value = def.u.td.y_dephault = fixedPercent(p.def[1]);
+        }
         def.u.td.restrict_bounds = 0;
         break;
     }

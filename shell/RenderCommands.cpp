@@ -236,7 +236,15 @@ PF_Err DoDialog(PF_InData* in_data, PF_OutData* /*out_data*/, cglfx& fx, const c
     EffectData* d = instance(in_data);
     if (!d || !d->glContext)
         return PF_Err_NONE;
-    loadDescription(fx, embedded);
+    // A description that no longer reads is told, and the one in use stays.
+    auto next = std::make_unique<cglfx>();
+    loadDescription(*next, embedded);
+    if (!next->loadError.empty()) {
+        if (!isPremiere(in_data))
+            alert(in_data, next->loadError);
+        return PF_Err_NONE;
+    }
+    fx = *next;
     d->glContext->InitGL(getDefines(d), false);
     if (!d->glContext->log.empty() && !isPremiere(in_data))
         alert(in_data, d->glContext->log);

@@ -9,6 +9,7 @@
 #include "gl/InstanceOwner.h"
 #include "glfx/Strings.h"
 #include "sdk/AE_EffectCB.h"
+#include "shell/Alert.h"
 #include "shell/Global.h"
 #include "shell/Handles.h"
 
@@ -54,6 +55,10 @@ PF_Err SequenceSetupCommand(PF_InData* in_data, PF_OutData* out_data, PF_ParamDe
                             PF_LayerDef* output, const cglfx& fx)
 {
     const PF_Err err = SequenceSetup(in_data, out_data, params, output);
+    // A description that could not be read leaves an effect that passes its
+    // input through; the user is told why when applying it.
+    if (!fx.loadError.empty() && !isPremiere(in_data))
+        alert(in_data, fx.loadError);
     if (EffectData* d = liveRecord(in_data, currentHandle(in_data, out_data))) {
         for (int i = 0; i < glfxlimits::kMaxParams; ++i)
             d->visibility[i] = fx.par[i].visibility;

@@ -56,16 +56,17 @@ TEST(Describe, DescriptionAndHostParams)
     const Result r = glfx("describe --effect " + q(s.write("s.glfx", kSmall)));
     ASSERT_EQ(r.status, 0) << r.err;
     const Json j = Json::parse(r.out);
-    EXPECT_EQ(keys(j), (std::vector<std::string>{"settings", "params", "routing", "presets", "passes",
-                                                 "vertex", "host_params"}));
+    EXPECT_EQ(keys(j), (std::vector<std::string>{"settings", "params", "routing", "pass_specs", "images",
+                                                 "base_dir", "presets", "passes", "vertex", "host_params"}));
     EXPECT_EQ(keys(j["settings"]),
               (std::vector<std::string>{"name", "description", "category", "matchname", "version", "interp",
                                         "repeat", "params", "cellsx", "cellsy", "layers", "fast", "shaders",
-                                        "noinput"}));
+                                        "noinput", "dialect", "preroll"}));
     EXPECT_EQ(
         keys(j["params"][2]),
         (std::vector<std::string>{"index", "type", "components", "visibility", "name", "names", "uniform",
-                                  "default", "min", "max", "itemtext", "items", "groups", "flags"}));
+                                  "default", "min", "max", "itemtext", "items", "groups", "flags", "values",
+                                  "alpha", "point_space", "range"}));
     EXPECT_EQ(j["settings"]["layers"], 2);
     ASSERT_EQ(j["params"].size(), 12u);
     EXPECT_EQ(j["params"][4]["groups"], Json({-2, 7, 0, 0, 0}));

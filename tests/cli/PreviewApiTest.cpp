@@ -590,4 +590,51 @@ TEST(PreviewBroken, BrokenFromTheStartThenFixed)
     EXPECT_EQ(proc.stop(), 0);
 }
 
+// An ISF shader in the preview: edits of the .fs and of the .vs beside it
+// reload live; a build failure points at the .fs line, a header that cannot
+// be read is the panel's error, and the last good frame stays meanwhile.
+TEST(PreviewIsf, EditedShaderReloadsLive)
+{
+    NEED_PLUGIN();
+    Scratch dir;
+    const std::string good =
+        "/*{\"INPUTS\": [{\"NAME\": \"level\", \"TYPE\": \"float\", \"DEFAULT\": 0.25}]}*/\n" // 1
+        "void main()\n"                                                                       // 2
+        "{\n"                                                                                 // 3
+        "    gl_FragColor = vec4(vec3(level), 1.0);\n"                                        // 4
+        "}\n";
+    const std::string path = dir.write("live.fs", good);
+    PreviewProcess proc("--effect " + q(path) + " --size 16x8");
+    ASSERT_GT(proc.port(), 0);
+    httplib::Client client("127.0.0.1", proc.port());
+    EXPECT_NEAR(redOfFrame(client, dir), 0.25f, 0.01f);
+    EXPECT_EQ(param(panelOf(client), "level")["type"], "FLOAT_SLIDER");
+
+    std::string broken = good;
+    broken.replace(broken.find("1.0)"), 4, "1.0) * missing");
+    std::ofstream(path, std::ios::trunc) << broken;
+    Json p = reloaded(client, 1);
+    EXPECT_NE(p["build_log"].get<std::string>().find("live.fs:4:"), std::string::npos) << p["build_log"];
+    EXPECT_NEAR(redOfFrame(client, dir), 0.25f, 0.01f);
+
+    // The .vs beside it counts as part of the effect: writing one reloads.
+    std::ofstream(path, std::ios::trunc) << good;
+    reloaded(client, 2);
+    std::ofstream(dir.path("live.vs")) << "void main()\n{\n    isf_vertShaderInit();\n"
+                                          "    gl_Position.x = gl_Position.x * 0.5 + 0.5;\n}\n";
+    p = reloaded(client, 3);
+    EXPECT_EQ(p["build_log"], "") << p["build_log"];
+    EXPECT_NEAR(redOfFrame(client, dir), 0.f, 0.01f); // the quad now leaves the left half unrendered
+
+    // A header that cannot be read: the panel says why, the effect stays.
+    std::ofstream(path, std::ios::trunc) << "/*{\"INPUTS\": [\n{\"NAME\": \"level\"}]}*/\nvoid main() {}\n";
+    for (int i = 0; i < 200 && panelOf(client)["error"] == ""; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(25));
+    EXPECT_NE(panelOf(client)["error"].get<std::string>().find("live.fs:2: INPUTS[0] \"level\" has no TYPE"),
+              std::string::npos)
+        << panelOf(client)["error"];
+    EXPECT_EQ(param(panelOf(client), "level")["type"], "FLOAT_SLIDER");
+    EXPECT_EQ(proc.stop(), 0);
+}
+
 } // namespace

@@ -34,7 +34,8 @@ TEST(HostMap, PositionsSkipParametersWithoutAControl)
         {"all added", {GLFX_FLOAT, GLFX_CHECK, GLFX_TOPIC_START, GLFX_TOPIC_END}, {1, 2, 3, 4}, 5},
         {"none in the middle", {GLFX_POPUP, GLFX_NONE, GLFX_FLOAT}, {1, kNo, 2}, 3},
         {"none first", {GLFX_NONE, GLFX_POPUP, GLFX_FLOAT}, {kNo, 1, 2}, 3},
-        {"unknown codes", {42, GLFX_LAYER, -7, GLFX_FLOAT2, 11}, {kNo, 1, kNo, 2, kNo}, 3},
+        {"unknown codes", {42, GLFX_LAYER, -7, GLFX_FLOAT2, 14}, {kNo, 1, kNo, 2, kNo}, 3},
+        {"events added, audio not", {GLFX_AUDIO, GLFX_EVENT, GLFX_AUDIOFFT, GLFX_FLOAT}, {kNo, 1, kNo, 2}, 3},
         {"only none", {GLFX_NONE, GLFX_NONE}, {kNo, kNo}, 1},
     };
     for (const auto& c : cases) {
